@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+// A file or folder named by path. A default-constructed item is nil; every other item
+// names a path, whether or not anything exists there.
+class FolderItem {
+public:
+    FolderItem() = default;
+    explicit FolderItem(const QString& path);
+
+    bool IsNil() const { return mPath.isNull(); }
+    explicit operator bool() const { return !IsNil(); }
+    bool operator==(const FolderItem& other) const { return mPath == other.mPath; }
+
+    FolderItem Child(const QString& name) const;
+    FolderItem Parent() const;
+
+    bool Exists() const;
+    bool Directory() const;
+    bool Visible() const;
+    QString Name() const;
+    QString NativePath() const;
+    QString ShellPath() const;
+    QString CanonicalPath() const;
+    QDateTime ModificationDate() const;
+
+    // Entries of a folder, 1-based, sorted by name; Count is read anew on each call.
+    int Count() const;
+    FolderItem Item(int i) const;
+
+    bool CreateAsFolder() const;
+    bool CopyFileTo(const FolderItem& folder) const;
+    bool Delete() const;
+
+private:
+    struct Listing;
+    const QStringList& Entries() const;
+
+    QString mPath;
+    mutable std::shared_ptr<Listing> mListing;
+};
+
+// "" gives the application folder: the folder of the executable, or of the bundle on macOS.
+FolderItem GetFolderItem(const QString& path);
+
+namespace SpecialFolder {
+FolderItem Documents();
+} // namespace SpecialFolder
+
+// Files are read whole and cut into lines from memory; text is taken as UTF-8.
+class TextInputStream {
+public:
+    static std::unique_ptr<TextInputStream> Open(const FolderItem& item);
+
+    QString ReadLine();
+    QString ReadAll();
+    bool Eof() const { return mPos >= mText.size(); }
+    void Close() {}
+
+private:
+    explicit TextInputStream(QString text) : mText(std::move(text)) {}
+
+    QString mText;
+    qsizetype mPos = 0;
+};
+
+class TextOutputStream {
+public:
+    static std::unique_ptr<TextOutputStream> Create(const FolderItem& item);
+    ~TextOutputStream();
+
+    void Write(const QString& text);
+    void Close();
+
+private:
+    struct File;
+    explicit TextOutputStream(std::unique_ptr<File> file);
+    std::unique_ptr<File> mFile;
+};
+
+// Reads a file's bytes in one go; empty when it can't be read. For callers that need no lines.
+QByteArray ReadFileBytes(const FolderItem& item, bool* ok = nullptr);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+
+class QProcess;
+
+// Runs one command line through /bin/sh -c without blocking; standard error is merged
+// into the output. DataAvailable and Completed come on the event loop.
+class Shell : public QObject {
+    Q_OBJECT
+public:
+    Shell();
+    ~Shell() override;
+
+    int Mode = 1;
+    int TimeOut = 6000;
+    QString Arguments;
+    QString Backend;
+    bool Canonical = false;
+
+    void Execute(const QString& command);
+    // All output since the last read, taken as UTF-8.
+    QString ReadAll();
+    QByteArray ReadAllBytes();
+    bool IsRunning() const;
+    void Kill();
+    qint64 ProcessId() const;
+
+signals:
+    void DataAvailable();
+    void Completed();
+
+private:
+    void Finished();
+
+    QProcess* mProcess = nullptr;
+};

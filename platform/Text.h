@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+
+// String helpers with the semantics the program is written against: positions are
+// 1-based, comparisons ignore letter case (InStrB alone is exact), lengths count characters.
+
+bool Same(const QString& a, const QString& b);
+
+int InStr(const QString& s, const QString& find);
+int InStr(int start, const QString& s, const QString& find);
+int InStrB(const QString& s, const QString& find);
+int InStrB(int start, const QString& s, const QString& find);
+
+QString NthField(const QString& s, const QString& sep, int n);
+int CountFields(const QString& s, const QString& sep);
+
+QString Mid(const QString& s, int start);
+QString Mid(const QString& s, int start, int length);
+QString Left(const QString& s, int n);
+QString Right(const QString& s, int n);
+int Len(const QString& s);
+QString Trim(const QString& s);
+
+QString Replace(const QString& s, const QString& find, const QString& repl);
+QString ReplaceAll(const QString& s, const QString& find, const QString& repl);
+QString ReplaceLineEndings(const QString& s, const QString& lineEnd);
+
+double Val(const QString& s);
+QString Str(long long n);
+QString Str(long long n, const QString& format);
+
+template <typename T> T Min(T a, T b) { return b < a ? b : a; }
+
+namespace EndOfLine {
+QString Native();
+QString Windows();
+} // namespace EndOfLine

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "platform/FolderItem.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <vector>
+
+class Control;
+class QMainWindow;
+class QMimeData;
+class MenuBar;
+
+// The items of one drag, walked with NextItem.
+class DragItem {
+public:
+    explicit DragItem(QList<QUrl> urls);
+    bool FolderItemAvailable() const;
+    FolderItem Item() const;
+    bool NextItem();
+
+private:
+    QList<QUrl> mUrls;
+    int mIndex = 0;
+};
+
+struct WindowSettings {
+    int Width = 0, Height = 0;
+    int MinWidth = 0, MinHeight = 0;
+    int MaxWidth = 0, MaxHeight = 0;
+    QString Title;
+};
+
+// A document window whose content area holds controls at fixed places; locked edges
+// keep their distance on resize. Controls placed outside the content area are parked.
+class Window : public QObject {
+    Q_OBJECT
+public:
+    Window();
+    ~Window() override;
+
+    void Apply(const WindowSettings& settings);
+    void Place(Control& control, const QString& name, int left, int top, int width, int height, int locks, int tab);
+    void RaiseOpen();
+    void SetMenuBar(MenuBar& bar);
+
+    void Show();
+    void Close();
+    bool IsVisible() const;
+    bool IsActive() const;
+    QString Title() const;
+    int Width() const;
+    int Height() const;
+    void Resize(int width, int height);
+
+    // From now on drags with files are taken and raise DropObject.
+    void AcceptFileDrop(const QString& fileType);
+    bool AcceptsDrops() const { return mAcceptDrops; }
+    bool HandleDrop(const QMimeData* data);
+
+    const std::vector<Control*>& Controls() const { return mControls; }
+    QMainWindow* Widget() const { return mMain; }
+
+signals:
+    void DropObject(DragItem& item);
+    void Closed();
+
+private:
+    class Host;
+    class Content;
+    void Relayout(int width, int height);
+
+    QMainWindow* mMain;
+    class QWidget* mContent;
+    WindowSettings mSettings;
+    std::vector<Control*> mControls;
+    bool mAcceptDrops = false;
+};
