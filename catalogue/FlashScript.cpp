@@ -1,0 +1,4 @@
+#include "window/EspWin.h"
+
+// Placeholder until this subsystem lands.
+bool EspWin::MakeFlashShell(const FolderItem&) { return false; }
