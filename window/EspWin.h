@@ -174,7 +174,6 @@ private:
     void DisposeWhenIdle();
 
     static EspWin* sInstance;
-    int mBusy = 0;
     bool mClosed = false;
     QVector<QString> mWalkPath;
 };

@@ -1,0 +1,405 @@
+#include "platform/Controls.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QStyledItemDelegate>
+#include <QTableWidget>
+#include <QTextBlock>
+#include <QTextCursor>
+
+// ---- Control ----
+
+Control::Control(QWidget* widget) : mWidget(widget) {}
+
+Control::~Control() {
+    // The window may already have taken its widgets down with it.
+    QPointer<QWidget> widget(mWidget);
+    delete widget.data();
+}
+
+bool Control::Parked() const { return mLeft + mWidth <= 0 || mTop + mHeight <= 0; }
+
+bool Control::Enabled() const { return mWidget->isEnabled(); }
+
+void Control::SetEnabled(bool enabled) { mWidget->setEnabled(enabled); }
+
+void Control::SetVisible(bool visible) {
+    mVisible = visible;
+    mWidget->setVisible(visible && !Parked() && mWidget->parentWidget());
+}
+
+void Control::SetTextSize(int points) {
+    if (points <= 0)
+        return;
+    // Sizes are the design's points at 72 per inch: pixels, so the layout fits on any screen.
+    QFont font = mWidget->font();
+    font.setPixelSize(points);
+    mWidget->setFont(font);
+}
+
+// ---- Label, PushButton, CheckBox ----
+
+Label::Label() : Control(new QLabel), mLabel(static_cast<QLabel*>(Widget())) {
+    mLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+}
+
+QString Label::Text() const { return mLabel->text(); }
+
+void Label::SetText(const QString& text) { mLabel->setText(text); }
+
+PushButton::PushButton() : Control(new QPushButton), mButton(static_cast<QPushButton*>(Widget())) {
+    mButton->setAutoDefault(false);
+    connect(mButton, &QPushButton::clicked, this, &PushButton::Action);
+}
+
+QString PushButton::Caption() const { return mButton->text(); }
+
+void PushButton::SetCaption(const QString& caption) { mButton->setText(caption); }
+
+void PushButton::Push() {
+    if (mButton->isEnabled())
+        emit Action();
+}
+
+CheckBox::CheckBox() : Control(new QCheckBox), mBox(static_cast<QCheckBox*>(Widget())) {}
+
+QString CheckBox::Caption() const { return mBox->text(); }
+
+void CheckBox::SetCaption(const QString& caption) { mBox->setText(caption); }
+
+bool CheckBox::Value() const { return mBox->isChecked(); }
+
+void CheckBox::SetValue(bool ticked) { mBox->setChecked(ticked); }
+
+// ---- PopupMenu ----
+
+PopupMenu::PopupMenu() : Control(new QComboBox), mCombo(static_cast<QComboBox*>(Widget())) {
+    // Long preset lists must open at once: rows of one height need no measuring.
+    auto* view = new QListView(mCombo);
+    view->setUniformItemSizes(true);
+    mCombo->setView(view);
+    mCombo->setMaxVisibleItems(30);
+    mCombo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    connect(mCombo, &QComboBox::currentIndexChanged, this, &PopupMenu::Change);
+}
+
+void PopupMenu::AddRow(const QString& text) { AddRows(QStringList{text}); }
+
+void PopupMenu::AddRows(const QStringList& texts) {
+    if (texts.isEmpty())
+        return;
+    // QComboBox selects row 0 by itself on the first insert; a popup here never does.
+    const QSignalBlocker blocker(mCombo);
+    const int before = mCombo->currentIndex();
+    mCombo->addItems(texts);
+    if (mCombo->currentIndex() != before)
+        mCombo->setCurrentIndex(before);
+}
+
+void PopupMenu::DeleteAllRows() {
+    const QSignalBlocker blocker(mCombo);
+    mCombo->clear();
+}
+
+int PopupMenu::ListCount() const { return mCombo->count(); }
+
+int PopupMenu::ListIndex() const { return mCombo->currentIndex(); }
+
+void PopupMenu::SetListIndex(int index) {
+    if (index < -1 || index >= mCombo->count())
+        return;
+    mCombo->setCurrentIndex(index);
+}
+
+QString PopupMenu::List(int row) const { return mCombo->itemText(row); }
+
+QString PopupMenu::Text() const { return mCombo->currentIndex() < 0 ? QString() : mCombo->currentText(); }
+
+// ---- TextArea ----
+
+namespace {
+
+class KeyedEdit final : public QPlainTextEdit {
+public:
+    explicit KeyedEdit(TextArea* owner) : mOwner(owner) {}
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override {
+        if (mOwner->KeyDown(event->text())) {
+            event->accept();
+            return;
+        }
+        QPlainTextEdit::keyPressEvent(event);
+    }
+
+private:
+    TextArea* mOwner;
+};
+
+// Lines longer than this are shown broken: one huge block makes every append re-lay it all.
+constexpr int kDisplayLineLimit = 4096;
+
+} // namespace
+
+TextArea::TextArea() : Control(new KeyedEdit(this)), mEdit(static_cast<QPlainTextEdit*>(Widget())) {
+    mEdit->setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    mEdit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    mEdit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mEdit->setTabChangesFocus(true);
+    mEdit->setUndoRedoEnabled(true);
+    connect(mEdit, &QPlainTextEdit::textChanged, this, &TextArea::UserEdited);
+}
+
+QString TextArea::Text() const { return mExact ? mText : mEdit->toPlainText(); }
+
+void TextArea::SetText(const QString& text) {
+    if (Text() == text)
+        return;
+    mOwnEdit = true;
+    mEdit->clear();
+    mColumn = 0;
+    mOwnEdit = false;
+    mText = text;
+    mExact = true;
+    InsertDisplayed(text);
+    emit TextChange();
+}
+
+void TextArea::AppendText(const QString& text) {
+    if (text.isEmpty())
+        return;
+    if (mExact)
+        mText += text;
+    InsertDisplayed(text);
+    emit TextChange();
+}
+
+void TextArea::InsertDisplayed(const QString& text) {
+    if (text.isEmpty())
+        return;
+    // The pane shows a carriage return as a line break and breaks overlong lines; Text
+    // keeps the exact characters.
+    QString shown;
+    shown.reserve(text.size() + text.size() / kDisplayLineLimit + 1);
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
+            if (c == QLatin1Char('\r') && i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n'))
+                ++i;
+            shown += QLatin1Char('\n');
+            mColumn = 0;
+            continue;
+        }
+        if (mColumn >= kDisplayLineLimit) {
+            shown += QLatin1Char('\n');
+            mColumn = 0;
+        }
+        shown += c;
+        ++mColumn;
+    }
+    mOwnEdit = true;
+    QTextCursor cursor(mEdit->document());
+    cursor.movePosition(QTextCursor::End);
+    cursor.insertText(shown);
+    mOwnEdit = false;
+}
+
+void TextArea::UserEdited() {
+    if (mOwnEdit)
+        return;
+    // From the first edit by hand the pane itself holds the text.
+    mExact = false;
+    mText.clear();
+    mColumn = int(mEdit->document()->lastBlock().length()) - 1;
+    emit TextChange();
+}
+
+int TextArea::ScrollPosition() const { return mEdit->verticalScrollBar()->value(); }
+
+void TextArea::SetScrollPosition(int line) {
+    QScrollBar* bar = mEdit->verticalScrollBar();
+    bar->setValue(qBound(bar->minimum(), line, bar->maximum()));
+}
+
+int TextArea::LineCount() const { return mEdit->document()->blockCount(); }
+
+void TextArea::SetBackColor(const QColor& color) {
+    mBackColor = color;
+    QPalette palette = mEdit->palette();
+    palette.setColor(QPalette::Base, color);
+    mEdit->setPalette(palette);
+}
+
+bool TextArea::ReadOnly() const { return mEdit->isReadOnly(); }
+
+void TextArea::SetReadOnly(bool readOnly) { mEdit->setReadOnly(readOnly); }
+
+void TextArea::SetKeyDownHandler(std::function<bool(const QString&)> handler) { mKeyDown = std::move(handler); }
+
+bool TextArea::KeyDown(const QString& key) { return mKeyDown ? mKeyDown(key) : false; }
+
+// ---- TextField ----
+
+TextField::TextField() : Control(new QLineEdit), mLine(static_cast<QLineEdit*>(Widget())) {
+    connect(mLine, &QLineEdit::textChanged, this, &TextField::TextChange);
+}
+
+QString TextField::Text() const { return mLine->text(); }
+
+void TextField::SetText(const QString& text) {
+    if (mLine->text() != text)
+        mLine->setText(text);
+}
+
+// ---- Graphics and Listbox ----
+
+void Graphics::FillRect(int x, int y, int width, int height) {
+    if (mPainter)
+        mPainter->fillRect(x, y, width, height, ForeColor);
+}
+
+namespace {
+
+class PaintingDelegate final : public QStyledItemDelegate {
+public:
+    explicit PaintingDelegate(Listbox* owner, QObject* parent) : QStyledItemDelegate(parent), mOwner(owner) {}
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        painter->save();
+        painter->translate(option.rect.topLeft());
+        Graphics g(painter, option.rect.width(), option.rect.height());
+        const bool done = mOwner->PaintBackground(g, index.row(), index.column());
+        painter->restore();
+        if (!done)
+            QStyledItemDelegate::paint(painter, option, index);
+    }
+
+private:
+    Listbox* mOwner;
+};
+
+} // namespace
+
+Listbox::Listbox() : Control(new QTableWidget), mTable(static_cast<QTableWidget*>(Widget())) {
+    mTable->setSelectionBehavior(QAbstractItemView::SelectRows);
+    mTable->setSelectionMode(QAbstractItemView::SingleSelection);
+    mTable->verticalHeader()->hide();
+    mTable->setItemDelegate(new PaintingDelegate(this, mTable));
+    connect(mTable, &QTableWidget::itemSelectionChanged, this, &Listbox::Change);
+    connect(mTable, &QTableWidget::cellDoubleClicked, this, &Listbox::DoubleClick);
+    connect(mTable, &QTableWidget::itemChanged, this, [this](QTableWidgetItem* item) {
+        if (!mOwnEdit)
+            emit CellTextChange(item->row(), item->column());
+    });
+}
+
+void Listbox::SetColumns(const QStringList& headings) {
+    mTable->setColumnCount(int(headings.size()));
+    mTable->setHorizontalHeaderLabels(headings);
+    mTable->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+}
+
+QString Listbox::Cell(int row, int column) const {
+    const QTableWidgetItem* item = mTable->item(row, column);
+    return item ? item->text() : QString();
+}
+
+void Listbox::SetCell(int row, int column, const QString& text) {
+    if (row < 0 || row >= mTable->rowCount() || column < 0 || column >= mTable->columnCount())
+        return;
+    mOwnEdit = true;
+    QTableWidgetItem* item = mTable->item(row, column);
+    if (!item) {
+        item = new QTableWidgetItem;
+        item->setFlags(item->flags() & ~Qt::ItemIsEditable);
+        mTable->setItem(row, column, item);
+    }
+    item->setText(text);
+    mOwnEdit = false;
+}
+
+FolderItem Listbox::CellTag(int row, int column) const {
+    if (row < 0 || row >= int(mTags.size()) || column < 0 || column >= int(mTags[row].size()))
+        return FolderItem();
+    return mTags[row][column];
+}
+
+void Listbox::SetCellTag(int row, int column, const FolderItem& tag) {
+    if (row < 0 || row >= int(mTags.size()) || column < 0 || column >= int(mTags[row].size()))
+        return;
+    mTags[row][column] = tag;
+}
+
+int Listbox::CellType(int row, int column) const {
+    if (row < 0 || row >= int(mTypes.size()) || column < 0 || column >= int(mTypes[row].size()))
+        return 0;
+    return mTypes[row][column];
+}
+
+void Listbox::SetCellType(int row, int column, int type) {
+    if (row < 0 || row >= int(mTypes.size()) || column < 0 || column >= int(mTypes[row].size()))
+        return;
+    mTypes[row][column] = type;
+    SetCell(row, column, Cell(row, column));
+    QTableWidgetItem* item = mTable->item(row, column);
+    mOwnEdit = true;
+    // 3 is an editable text cell.
+    item->setFlags(type == 3 ? item->flags() | Qt::ItemIsEditable : item->flags() & ~Qt::ItemIsEditable);
+    mOwnEdit = false;
+}
+
+void Listbox::AddRow(const QString& first) {
+    const int row = mTable->rowCount();
+    mTable->insertRow(row);
+    const int columns = mTable->columnCount();
+    mTags.emplace_back(std::size_t(columns));
+    mTypes.emplace_back(std::size_t(columns), 0);
+    for (int c = 0; c < columns; ++c)
+        SetCell(row, c, QString());
+    SetCell(row, 0, first);
+}
+
+void Listbox::RemoveRow(int row) {
+    if (row < 0 || row >= mTable->rowCount())
+        return;
+    mTable->removeRow(row);
+    mTags.erase(mTags.begin() + row);
+    mTypes.erase(mTypes.begin() + row);
+}
+
+void Listbox::DeleteAllRows() {
+    mTable->setRowCount(0);
+    mTags.clear();
+    mTypes.clear();
+}
+
+int Listbox::ListIndex() const {
+    const QList<QTableWidgetSelectionRange> ranges = mTable->selectedRanges();
+    return ranges.isEmpty() ? -1 : ranges.first().topRow();
+}
+
+void Listbox::SetListIndex(int row) {
+    if (row < 0)
+        mTable->clearSelection();
+    else
+        mTable->selectRow(row);
+}
+
+int Listbox::ListCount() const { return mTable->rowCount(); }
+
+int Listbox::LastIndex() const { return mTable->rowCount() - 1; }
+
+void Listbox::SetBackgroundPainter(std::function<bool(Graphics&, int, int)> painter) { mPainter = std::move(painter); }
+
+bool Listbox::PaintBackground(Graphics& g, int row, int column) { return mPainter ? mPainter(g, row, column) : false; }

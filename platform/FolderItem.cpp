@@ -1,0 +1,215 @@
+#include "platform/FolderItem.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+struct FolderItem::Listing {
+    QDateTime stamp;
+    QStringList names;
+};
+
+FolderItem::FolderItem(const QString& path) : mPath(path.isNull() ? QStringLiteral("") : path) {}
+
+FolderItem FolderItem::Child(const QString& name) const {
+    if (IsNil())
+        return FolderItem();
+    if (name.isEmpty())
+        return *this;
+    return FolderItem(QDir::cleanPath(mPath + QLatin1Char('/') + name));
+}
+
+FolderItem FolderItem::Parent() const {
+    if (IsNil())
+        return FolderItem();
+    const QString clean = QDir::cleanPath(QFileInfo(mPath).absoluteFilePath());
+    if (clean == QLatin1String("/"))
+        return FolderItem();
+    return FolderItem(QFileInfo(clean).absolutePath());
+}
+
+bool FolderItem::Exists() const { return !IsNil() && QFileInfo::exists(mPath); }
+
+bool FolderItem::Directory() const { return !IsNil() && QFileInfo(mPath).isDir(); }
+
+bool FolderItem::Visible() const {
+    if (IsNil())
+        return false;
+    const QFileInfo info(mPath);
+    return !info.fileName().startsWith(QLatin1Char('.')) && !info.isHidden();
+}
+
+QString FolderItem::Name() const { return IsNil() ? QString() : QFileInfo(mPath).fileName(); }
+
+QString FolderItem::NativePath() const {
+    return IsNil() ? QString() : QDir::toNativeSeparators(QFileInfo(mPath).absoluteFilePath());
+}
+
+QString FolderItem::ShellPath() const {
+    if (IsNil())
+        return QString();
+    // One word for /bin/sh: every character the shell could read as syntax gets a backslash.
+    // A newline can't be escaped that way (backslash-newline joins lines), so it is quoted.
+    static const QString plain = QStringLiteral("/._-+,:@%");
+    const QString path = QFileInfo(mPath).absoluteFilePath();
+    QString out;
+    out.reserve(path.size() + 8);
+    for (const QChar c : path) {
+        if (c == QLatin1Char('\n'))
+            out += QStringLiteral("'\n'");
+        else if (c.unicode() < 128 && !c.isLetterOrNumber() && !plain.contains(c))
+            out += QLatin1Char('\\') + QString(c);
+        else
+            out += c;
+    }
+    return out;
+}
+
+QString FolderItem::CanonicalPath() const { return IsNil() ? QString() : QFileInfo(mPath).canonicalFilePath(); }
+
+QDateTime FolderItem::ModificationDate() const {
+    return IsNil() ? QDateTime() : QFileInfo(mPath).lastModified().toLocalTime();
+}
+
+const QStringList& FolderItem::Entries() const {
+    if (!mListing)
+        mListing = std::make_shared<Listing>();
+    // A folder's time stamp moves whenever an entry comes or goes, so the listing is kept
+    // until it does: Count can be asked on every pass of a walk at the cost of one stat.
+    const QDateTime stamp = QFileInfo(mPath).lastModified();
+    if (!stamp.isValid() || stamp != mListing->stamp || mListing->names.isEmpty()) {
+        mListing->stamp = stamp;
+        mListing->names = QDir(mPath).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                                                QDir::Name);
+    }
+    return mListing->names;
+}
+
+int FolderItem::Count() const {
+    if (IsNil() || !Directory())
+        return 0;
+    return int(Entries().size());
+}
+
+FolderItem FolderItem::Item(int i) const {
+    if (IsNil() || !Directory())
+        return FolderItem();
+    const QStringList& names = Entries();
+    if (i < 1 || i > names.size())
+        return FolderItem();
+    return FolderItem(mPath + QLatin1Char('/') + names.at(i - 1));
+}
+
+bool FolderItem::CreateAsFolder() const { return !IsNil() && QDir().mkpath(mPath); }
+
+bool FolderItem::CopyFileTo(const FolderItem& folder) const {
+    if (IsNil() || folder.IsNil() || !folder.Directory())
+        return false;
+    const QString target = folder.mPath + QLatin1Char('/') + Name();
+    // A newer image of the same name replaces the old copy.
+    const QFileInfo existing(target);
+    if (existing.isFile() || existing.isSymLink())
+        QFile::remove(target);
+    return QFile::copy(mPath, target);
+}
+
+bool FolderItem::Delete() const {
+    if (IsNil())
+        return false;
+    const QFileInfo info(mPath);
+    if (info.isDir() && !info.isSymLink())
+        return QDir().rmdir(mPath);
+    return QFile::remove(mPath);
+}
+
+FolderItem GetFolderItem(const QString& path) {
+    QString base = QCoreApplication::applicationDirPath();
+#ifdef Q_OS_MACOS
+    // Inside a bundle the program lies in Name.app/Contents/MacOS: the folder that holds the bundle counts.
+    if (base.endsWith(QLatin1String(".app/Contents/MacOS")))
+        base = QDir::cleanPath(base + QLatin1String("/../../.."));
+#endif
+    if (path.isEmpty())
+        return FolderItem(base);
+    return FolderItem(QDir::isAbsolutePath(path) ? path : QDir::cleanPath(base + QLatin1Char('/') + path));
+}
+
+namespace SpecialFolder {
+FolderItem Documents() {
+    const QString docs = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return docs.isEmpty() ? FolderItem() : FolderItem(docs);
+}
+} // namespace SpecialFolder
+
+QByteArray ReadFileBytes(const FolderItem& item, bool* ok) {
+    if (ok)
+        *ok = false;
+    if (item.IsNil() || item.Directory())
+        return QByteArray();
+    QFile file(item.NativePath());
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArray();
+    QByteArray bytes = file.readAll();
+    if (ok)
+        *ok = file.error() == QFileDevice::NoError;
+    return bytes;
+}
+
+std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
+    bool ok = false;
+    QByteArray bytes = ReadFileBytes(item, &ok);
+    if (!ok)
+        return nullptr;
+    return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));
+}
+
+QString TextInputStream::ReadLine() {
+    const qsizetype size = mText.size();
+    if (mPos >= size)
+        return QString();
+    const QChar* data = mText.constData();
+    qsizetype end = mPos;
+    while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
+        ++end;
+    QString line = mText.mid(mPos, end - mPos);
+    if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
+        ++end;
+    mPos = end < size ? end + 1 : end;
+    return line;
+}
+
+QString TextInputStream::ReadAll() {
+    QString rest = mText.mid(mPos);
+    mPos = mText.size();
+    return rest;
+}
+
+struct TextOutputStream::File {
+    QFile file;
+};
+
+TextOutputStream::TextOutputStream(std::unique_ptr<File> file) : mFile(std::move(file)) {}
+
+TextOutputStream::~TextOutputStream() = default;
+
+std::unique_ptr<TextOutputStream> TextOutputStream::Create(const FolderItem& item) {
+    if (item.IsNil() || item.Directory())
+        return nullptr;
+    auto file = std::make_unique<File>();
+    file->file.setFileName(item.NativePath());
+    if (!file->file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return nullptr;
+    return std::unique_ptr<TextOutputStream>(new TextOutputStream(std::move(file)));
+}
+
+void TextOutputStream::Write(const QString& text) {
+    if (mFile && mFile->file.isOpen())
+        mFile->file.write(text.toUtf8());
+}
+
+void TextOutputStream::Close() {
+    if (mFile)
+        mFile->file.close();
+}

@@ -1,0 +1,165 @@
+#include "platform/Text.h"
+
+#include <cmath>
+#include <cstdlib>
+
+bool Same(const QString& a, const QString& b) { return a.compare(b, Qt::CaseInsensitive) == 0; }
+
+int InStr(const QString& s, const QString& find) { return InStr(1, s, find); }
+
+int InStr(int start, const QString& s, const QString& find) {
+    if (start < 1)
+        start = 1;
+    const qsizetype at = s.indexOf(find, start - 1, Qt::CaseInsensitive);
+    return at < 0 ? 0 : int(at + 1);
+}
+
+int InStrB(const QString& s, const QString& find) { return InStrB(1, s, find); }
+
+int InStrB(int start, const QString& s, const QString& find) {
+    if (start < 1)
+        start = 1;
+    const qsizetype at = s.indexOf(find, start - 1, Qt::CaseSensitive);
+    return at < 0 ? 0 : int(at + 1);
+}
+
+QString NthField(const QString& s, const QString& sep, int n) {
+    if (n < 1)
+        return QString();
+    if (sep.isEmpty())
+        return n == 1 ? s : QString();
+    qsizetype from = 0;
+    for (int field = 1; field < n; ++field) {
+        const qsizetype at = s.indexOf(sep, from, Qt::CaseInsensitive);
+        if (at < 0)
+            return QString();
+        from = at + sep.size();
+    }
+    const qsizetype end = s.indexOf(sep, from, Qt::CaseInsensitive);
+    return end < 0 ? s.mid(from) : s.mid(from, end - from);
+}
+
+int CountFields(const QString& s, const QString& sep) {
+    if (sep.isEmpty())
+        return 1;
+    int count = 1;
+    qsizetype from = 0;
+    for (;;) {
+        const qsizetype at = s.indexOf(sep, from, Qt::CaseInsensitive);
+        if (at < 0)
+            return count;
+        ++count;
+        from = at + sep.size();
+    }
+}
+
+QString Mid(const QString& s, int start) {
+    if (start < 1)
+        start = 1;
+    return start > s.size() ? QString() : s.mid(start - 1);
+}
+
+QString Mid(const QString& s, int start, int length) {
+    if (start < 1)
+        start = 1;
+    if (length <= 0 || start > s.size())
+        return QString();
+    return s.mid(start - 1, length);
+}
+
+QString Left(const QString& s, int n) { return n <= 0 ? QString() : s.left(n); }
+
+QString Right(const QString& s, int n) { return n <= 0 ? QString() : s.right(n); }
+
+int Len(const QString& s) { return int(s.size()); }
+
+QString Trim(const QString& s) { return s.trimmed(); }
+
+QString Replace(const QString& s, const QString& find, const QString& repl) {
+    if (find.isEmpty())
+        return s;
+    const qsizetype at = s.indexOf(find, 0, Qt::CaseInsensitive);
+    if (at < 0)
+        return s;
+    QString out = s;
+    out.replace(at, find.size(), repl);
+    return out;
+}
+
+QString ReplaceAll(const QString& s, const QString& find, const QString& repl) {
+    if (find.isEmpty())
+        return s;
+    QString out = s;
+    return out.replace(find, repl, Qt::CaseInsensitive);
+}
+
+QString ReplaceLineEndings(const QString& s, const QString& lineEnd) {
+    QString out;
+    out.reserve(s.size() + s.size() / 16);
+    for (qsizetype i = 0; i < s.size(); ++i) {
+        const QChar c = s.at(i);
+        if (c == QLatin1Char('\r')) {
+            if (i + 1 < s.size() && s.at(i + 1) == QLatin1Char('\n'))
+                ++i;
+            out += lineEnd;
+        } else if (c == QLatin1Char('\n')) {
+            out += lineEnd;
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+double Val(const QString& s) {
+    // The longest number at the head, after leading blanks; anything else reads as 0.
+    const QByteArray text = s.trimmed().toLatin1();
+    const char* begin = text.constData();
+    const char* p = begin;
+    if (*p == '+' || *p == '-')
+        ++p;
+    const char* digits = p;
+    while (*p >= '0' && *p <= '9')
+        ++p;
+    if (*p == '.') {
+        ++p;
+        while (*p >= '0' && *p <= '9')
+            ++p;
+    }
+    if (p == digits || (p == digits + 1 && *digits == '.'))
+        return 0;
+    if (*p == 'e' || *p == 'E') {
+        const char* e = p + 1;
+        if (*e == '+' || *e == '-')
+            ++e;
+        if (*e >= '0' && *e <= '9') {
+            p = e;
+            while (*p >= '0' && *p <= '9')
+                ++p;
+        }
+    }
+    return std::strtod(QByteArray(begin, int(p - begin)).constData(), nullptr);
+}
+
+QString Str(long long n) { return QString::number(n); }
+
+QString Str(long long n, const QString& format) {
+    // Only zero padding is used: the number of zeros is the least number of digits.
+    int width = 0;
+    for (const QChar c : format)
+        if (c == QLatin1Char('0'))
+            ++width;
+    const QString digits = QString::number(n < 0 ? -n : n);
+    return (n < 0 ? QStringLiteral("-") : QString()) + digits.rightJustified(width, QLatin1Char('0'));
+}
+
+namespace EndOfLine {
+QString Native() {
+#ifdef Q_OS_WIN
+    return QStringLiteral("\r\n");
+#else
+    return QStringLiteral("\n");
+#endif
+}
+QString Windows() { return QStringLiteral("\r\n"); }
+} // namespace EndOfLine

@@ -1,0 +1,182 @@
+#include "platform/Window.h"
+
+#include "platform/Controls.h"
+#include "platform/MenuBar.h"
+
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QMimeData>
+
+// ---- DragItem ----
+
+DragItem::DragItem(QList<QUrl> urls) : mUrls(std::move(urls)) {}
+
+bool DragItem::FolderItemAvailable() const { return mIndex < mUrls.size() && mUrls.at(mIndex).isLocalFile(); }
+
+FolderItem DragItem::Item() const {
+    if (!FolderItemAvailable())
+        return FolderItem();
+    return FolderItem(mUrls.at(mIndex).toLocalFile());
+}
+
+bool DragItem::NextItem() {
+    if (mIndex + 1 >= mUrls.size())
+        return false;
+    ++mIndex;
+    return true;
+}
+
+// ---- Window ----
+
+class Window::Host final : public QMainWindow {
+public:
+    explicit Host(Window* owner) : mOwner(owner) {}
+
+protected:
+    void closeEvent(QCloseEvent* event) override {
+        event->accept();
+        emit mOwner->Closed();
+    }
+    void dragEnterEvent(QDragEnterEvent* event) override {
+        if (mOwner->AcceptsDrops() && event->mimeData()->hasUrls())
+            event->acceptProposedAction();
+    }
+    void dragMoveEvent(QDragMoveEvent* event) override {
+        if (mOwner->AcceptsDrops() && event->mimeData()->hasUrls())
+            event->acceptProposedAction();
+    }
+    void dropEvent(QDropEvent* event) override {
+        if (mOwner->HandleDrop(event->mimeData()))
+            event->acceptProposedAction();
+    }
+
+private:
+    Window* mOwner;
+};
+
+class Window::Content final : public QWidget {
+public:
+    explicit Content(Window* owner) : mOwner(owner) {}
+
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        QWidget::resizeEvent(event);
+        mOwner->Relayout(width(), height());
+    }
+
+private:
+    Window* mOwner;
+};
+
+Window::Window() : mMain(new Host(this)), mContent(new Content(this)) {
+    mMain->setCentralWidget(mContent);
+    mMain->setAcceptDrops(true);
+}
+
+Window::~Window() { delete mMain; }
+
+void Window::Apply(const WindowSettings& settings) {
+    mSettings = settings;
+    mMain->setWindowTitle(settings.Title);
+    mContent->setMinimumSize(settings.MinWidth, settings.MinHeight);
+    mContent->setMaximumSize(settings.MaxWidth, settings.MaxHeight);
+    mContent->resize(settings.Width, settings.Height);
+    mMain->resize(settings.Width, settings.Height + (mMain->menuWidget() ? mMain->menuWidget()->sizeHint().height() : 0));
+}
+
+void Window::Place(Control& control, const QString& name, int left, int top, int width, int height, int locks,
+                   int tab) {
+    control.setObjectName(name);
+    control.mLeft = left;
+    control.mTop = top;
+    control.mWidth = width;
+    control.mHeight = height;
+    control.mLocks = locks;
+    control.mTab = tab;
+    QWidget* widget = control.Widget();
+    widget->setObjectName(name);
+    widget->setParent(mContent);
+    control.SetTextSize(11);
+    widget->setGeometry(left, top, width, height);
+    if (control.Parked())
+        widget->setFocusPolicy(Qt::NoFocus);
+    widget->setVisible(control.Visible() && !control.Parked());
+    mControls.push_back(&control);
+    // Tab order follows the design-time TabIndex.
+    std::vector<Control*> order;
+    for (Control* c : mControls)
+        if (!c->Parked())
+            order.push_back(c);
+    std::stable_sort(order.begin(), order.end(), [](Control* a, Control* b) { return a->TabIndex() < b->TabIndex(); });
+    for (std::size_t i = 1; i < order.size(); ++i)
+        QWidget::setTabOrder(order[i - 1]->Widget(), order[i]->Widget());
+}
+
+void Window::RaiseOpen() {
+    for (Control* control : mControls)
+        emit control->Open();
+}
+
+void Window::SetMenuBar(MenuBar& bar) {
+    const int contentHeight = mContent->height();
+    mMain->setMenuBar(bar.BuildWidget(mMain));
+    mMain->resize(mMain->width(), contentHeight + mMain->menuWidget()->sizeHint().height());
+}
+
+void Window::Relayout(int width, int height) {
+    const int dx = width - mSettings.Width;
+    const int dy = height - mSettings.Height;
+    for (Control* c : mControls) {
+        if (c->Parked())
+            continue;
+        int left = c->mLeft, top = c->mTop, w = c->mWidth, h = c->mHeight;
+        const int locks = c->mLocks;
+        if ((locks & LockLeft) && (locks & LockRight))
+            w += dx;
+        else if (locks & LockRight)
+            left += dx;
+        if ((locks & LockTop) && (locks & LockBottom))
+            h += dy;
+        else if (locks & LockBottom)
+            top += dy;
+        c->Widget()->setGeometry(left, top, std::max(0, w), std::max(0, h));
+    }
+}
+
+void Window::Show() {
+    mMain->show();
+    mMain->raise();
+    mMain->activateWindow();
+}
+
+void Window::Close() { mMain->close(); }
+
+bool Window::IsVisible() const { return mMain->isVisible(); }
+
+bool Window::IsActive() const { return mMain->isActiveWindow(); }
+
+QString Window::Title() const { return mMain->windowTitle(); }
+
+int Window::Width() const { return mContent->width(); }
+
+int Window::Height() const { return mContent->height(); }
+
+void Window::Resize(int width, int height) {
+    const int extra = mMain->height() - mContent->height();
+    mMain->resize(width, height + extra);
+    mContent->resize(std::clamp(width, mSettings.MinWidth, mSettings.MaxWidth),
+                     std::clamp(height, mSettings.MinHeight, mSettings.MaxHeight));
+}
+
+void Window::AcceptFileDrop(const QString&) { mAcceptDrops = true; }
+
+bool Window::HandleDrop(const QMimeData* data) {
+    if (!mAcceptDrops || !data || !data->hasUrls())
+        return false;
+    DragItem item(data->urls());
+    emit DropObject(item);
+    return true;
+}

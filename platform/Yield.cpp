@@ -1,0 +1,26 @@
+#include "platform/Yield.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+namespace {
+int gNesting = 0;
+}
+
+NestedEventScope::NestedEventScope() { ++gNesting; }
+
+NestedEventScope::~NestedEventScope() { --gNesting; }
+
+bool InNestedEvents() { return gNesting > 0; }
+
+bool LetOtherEventsRun() {
+    static QElapsedTimer since;
+    if (since.isValid() && since.elapsed() < 8)
+        return false;
+    {
+        const NestedEventScope scope;
+        QCoreApplication::processEvents();
+    }
+    since.start();
+    return true;
+}
