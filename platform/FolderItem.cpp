@@ -76,10 +76,12 @@ QDateTime FolderItem::ModificationDate() const {
 const QStringList& FolderItem::Entries() const {
     if (!mListing)
         mListing = std::make_shared<Listing>();
-    // A folder's time stamp moves whenever an entry comes or goes, so the listing is kept
-    // until it does: Count can be asked on every pass of a walk at the cost of one stat.
+    // A folder's time stamp moves whenever an entry comes or goes, so a listing is kept while
+    // it stands still: Count can be asked on every pass of a walk at the cost of one stat.
+    // The stamp is coarse, so a folder changed a moment ago is always listed anew.
     const QDateTime stamp = QFileInfo(mPath).lastModified();
-    if (!stamp.isValid() || stamp != mListing->stamp || mListing->names.isEmpty()) {
+    const bool settled = stamp.isValid() && stamp.msecsTo(QDateTime::currentDateTime()) > 200;
+    if (!settled || stamp != mListing->stamp) {
         mListing->stamp = stamp;
         mListing->names = QDir(mPath).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                                                 QDir::Name);

@@ -1,0 +1,215 @@
+#include "platform/Controls.h"
+#include "platform/Timer.h"
+
+#include <QImage>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTest>
+
+class TstControls : public QObject {
+    Q_OBJECT
+private slots:
+    void popupRows();
+    void popupChange();
+    void textAreaText();
+    void textAreaKeys();
+    void textAreaScroll();
+    void textField();
+    void listbox();
+    void timer();
+};
+
+void TstControls::popupRows() {
+    PopupMenu popup;
+    QSignalSpy change(&popup, &PopupMenu::Change);
+    QCOMPARE(popup.ListIndex(), -1);
+    QCOMPARE(popup.Text(), QString());
+
+    // Adding rows never selects one, the first insert included.
+    popup.AddRow("a");
+    popup.AddRow("b");
+    QCOMPARE(popup.ListCount(), 2);
+    QCOMPARE(popup.ListIndex(), -1);
+    QCOMPARE(popup.Text(), QString());
+    QCOMPARE(change.count(), 0);
+
+    popup.SetListIndex(1);
+    QCOMPARE(popup.Text(), QString("b"));
+    QCOMPARE(popup.List(0), QString("a"));
+    popup.AddRows({"c", "d"});
+    QCOMPARE(popup.ListIndex(), 1);
+    QCOMPARE(popup.ListCount(), 4);
+
+    // Clearing leaves no selection and raises nothing.
+    change.clear();
+    popup.DeleteAllRows();
+    QCOMPARE(popup.ListCount(), 0);
+    QCOMPARE(popup.ListIndex(), -1);
+    QCOMPARE(popup.Text(), QString());
+    QCOMPARE(change.count(), 0);
+    popup.AddRow("again");
+    QCOMPARE(popup.ListIndex(), -1);
+}
+
+void TstControls::popupChange() {
+    PopupMenu popup;
+    popup.AddRows({"a", "b", "c"});
+    QSignalSpy change(&popup, &PopupMenu::Change);
+    popup.SetListIndex(2);
+    QCOMPARE(change.count(), 1);
+    popup.SetListIndex(2); // the same value: nothing
+    QCOMPARE(change.count(), 1);
+    popup.SetListIndex(0);
+    QCOMPARE(change.count(), 2);
+    popup.SetListIndex(7); // no such row: ignored
+    QCOMPARE(popup.ListIndex(), 0);
+    QCOMPARE(change.count(), 2);
+
+    // A handler sees the new value when Change comes, as with a user's choice.
+    int seen = -2;
+    connect(&popup, &PopupMenu::Change, this, [&] { seen = popup.ListIndex(); });
+    popup.SetListIndex(1);
+    QCOMPARE(seen, 1);
+}
+
+void TstControls::textAreaText() {
+    TextArea area;
+    QSignalSpy change(&area, &TextArea::TextChange);
+    area.SetText("");
+    QCOMPARE(change.count(), 0); // no difference, no event
+    area.SetText("abc");
+    QCOMPARE(change.count(), 1);
+    area.SetText("abc");
+    QCOMPARE(change.count(), 1);
+
+    // Carriage returns and line ends come back exactly as they went in.
+    area.SetText("Wait....");
+    area.AppendText("Writing 10%\rWriting 20%\r\ndone\n");
+    QCOMPARE(area.Text(), QString("Wait....Writing 10%\rWriting 20%\r\ndone\n"));
+
+    // A megabyte line with no line end stays whole in Text.
+    const QString flood(1 << 20, QLatin1Char('x'));
+    area.SetText("");
+    for (int i = 0; i < 8; ++i)
+        area.AppendText(flood);
+    QCOMPARE(area.Text().size(), qsizetype(8) << 20);
+    QVERIFY(area.Text().count(QLatin1Char('x')) == (qsizetype(8) << 20));
+
+    area.SetText("");
+    QCOMPARE(area.Text(), QString());
+    QCOMPARE(area.LineCount(), 1);
+}
+
+void TstControls::textAreaKeys() {
+    TextArea area;
+    QStringList keys;
+    bool consume = false;
+    area.SetKeyDownHandler([&](const QString& key) {
+        keys << key;
+        return consume;
+    });
+    area.Widget()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(area.Widget()));
+    QTest::keyClicks(area.Widget(), "ab");
+    QTest::keyClick(area.Widget(), Qt::Key_Return);
+    QCOMPARE(keys, QStringList({"a", "b", "\r"}));
+    // Not consumed: the pane edits itself, and Text follows the edit.
+    QCOMPARE(area.Text(), QString("ab\n"));
+
+    consume = true;
+    QTest::keyClick(area.Widget(), Qt::Key_C);
+    QCOMPARE(keys.last(), QString("c"));
+    QCOMPARE(area.Text(), QString("ab\n"));
+
+    // After an edit by hand, appends still land at the end.
+    area.AppendText("tail");
+    QCOMPARE(area.Text(), QString("ab\ntail"));
+}
+
+void TstControls::textAreaScroll() {
+    TextArea area;
+    area.Widget()->resize(300, 100);
+    area.Widget()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(area.Widget()));
+    QString text;
+    for (int i = 0; i < 300; ++i)
+        text += QString("line %1\n").arg(i);
+    area.SetText(text);
+    area.SetScrollPosition(10);
+    QCOMPARE(area.ScrollPosition(), 10);
+    // A line past the end shows the end.
+    area.SetScrollPosition(10000);
+    auto* edit = static_cast<QPlainTextEdit*>(area.Widget());
+    QVERIFY(area.ScrollPosition() > 200);
+    QCOMPARE(area.ScrollPosition(), edit->verticalScrollBar()->maximum());
+    area.SetBackColor(QColor(0xFF, 0xE4, 0xFA));
+    QCOMPARE(area.BackColor(), QColor(0xFF, 0xE4, 0xFA));
+    QCOMPARE(edit->palette().color(QPalette::Base), QColor(0xFF, 0xE4, 0xFA));
+}
+
+void TstControls::textField() {
+    TextField field;
+    QSignalSpy change(&field, &TextField::TextChange);
+    field.SetText("ck");
+    QCOMPARE(change.count(), 1);
+    field.SetText("ck");
+    QCOMPARE(change.count(), 1);
+    QCOMPARE(field.Text(), QString("ck"));
+}
+
+void TstControls::listbox() {
+    Listbox list;
+    list.SetColumns({"File (-cf)", "Address(-ca)"});
+    QSignalSpy cellChange(&list, &Listbox::CellTextChange);
+    list.AddRow("");
+    list.SetCell(0, 1, "0x00000000");
+    QCOMPARE(list.ListCount(), 1);
+    QCOMPARE(list.LastIndex(), 0);
+    QCOMPARE(list.Cell(0, 1), QString("0x00000000"));
+    QCOMPARE(list.ListIndex(), -1);
+    QVERIFY(list.CellTag(0, 0).IsNil());
+    list.SetCellTag(0, 0, FolderItem("/tmp"));
+    QCOMPARE(list.CellTag(0, 0), FolderItem("/tmp"));
+    list.SetCellType(0, 1, 3);
+    QCOMPARE(list.CellType(0, 1), 3);
+    QCOMPARE(cellChange.count(), 0); // changes from code raise nothing
+    list.AddRow("second");
+    list.SetListIndex(1);
+    QCOMPARE(list.ListIndex(), 1);
+    list.RemoveRow(0);
+    QCOMPARE(list.Cell(0, 0), QString("second"));
+    QVERIFY(list.CellTag(0, 0).IsNil());
+
+    // The painter decides the background of each cell.
+    list.SetBackgroundPainter([](Graphics& g, int row, int) {
+        g.ForeColor = row % 2 ? Qt::red : Qt::blue;
+        g.FillRect(0, 0, g.Width(), g.Height());
+        return false;
+    });
+    QImage image(10, 10, QImage::Format_RGB32);
+    QPainter painter(&image);
+    Graphics g(&painter, 10, 10);
+    QCOMPARE(list.PaintBackground(g, 1, 0), false);
+    painter.end();
+    QCOMPARE(image.pixelColor(5, 5), QColor(Qt::red));
+}
+
+void TstControls::timer() {
+    Timer timer;
+    QSignalSpy action(&timer, &Timer::Action);
+    timer.SetPeriod(20);
+    QCOMPARE(timer.Mode(), 0);
+    timer.SetMode(1);
+    QVERIFY(action.wait(5000));
+    QCOMPARE(timer.Mode(), 0); // fired once, off again
+    QTest::qWait(100);
+    QCOMPARE(action.count(), 1);
+    timer.SetMode(2);
+    QTRY_VERIFY_WITH_TIMEOUT(action.count() >= 3, 10000);
+    timer.SetMode(0);
+}
+
+QTEST_MAIN(TstControls)
+#include "tst_controls.moc"
