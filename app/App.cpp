@@ -1,5 +1,6 @@
 #include "app/App.h"
 
+#include "platform/Timer.h"
 #include "window/EspWin.h"
 
 App& TheApp() {
@@ -8,9 +9,38 @@ App& TheApp() {
 }
 
 void App::Event_OpenDocument(const FolderItem& item) {
-    EspWin* window = EspWin::Instance();
-    window->Show();
-    window->DoDropFile(item);
+    mWaiting.append(item);
+    OpenWaitingDocuments();
+}
+
+// Documents are taken one after the other: one that comes in while another is loading, or
+// while the window is still starting (a loader lets events run), waits for its turn.
+void App::OpenWaitingDocuments() {
+    if (mOpening)
+        return;
+    mOpening = true;
+    while (!mWaiting.isEmpty()) {
+        EspWin* window = EspWin::Instance();
+        // Drops are accepted from the last step of the start-up on; before that the window
+        // is being made further up the stack, and its catalogue isn't read yet.
+        if (!window->mWindow.AcceptsDrops()) {
+            RetryWhenStarted();
+            break;
+        }
+        window->Show();
+        window->DoDropFile(mWaiting.takeFirst());
+    }
+    mOpening = false;
+}
+
+void App::RetryWhenStarted() {
+    if (!mRetry) {
+        // Kept for the life of the program, like the menu bar.
+        mRetry = new Timer;
+        mRetry->SetPeriod(10);
+        QObject::connect(mRetry, &Timer::Action, mRetry, [this] { OpenWaitingDocuments(); });
+    }
+    mRetry->SetMode(1);
 }
 
 bool App::_FileNewWin_Action(int) {

@@ -2,7 +2,10 @@
 
 #include "platform/FolderItem.h"
 
+#include <QVector>
+
 class MenuBar;
+class Timer;
 
 // The application object: it hands opened documents and "Show Corvane Window" to the
 // window's implicit instance, and owns the menu bar.
@@ -10,6 +13,14 @@ class App {
 public:
     void Event_OpenDocument(const FolderItem& item);
     bool _FileNewWin_Action(int index);
+
+private:
+    void OpenWaitingDocuments();
+    void RetryWhenStarted();
+
+    QVector<FolderItem> mWaiting;
+    bool mOpening = false;
+    Timer* mRetry = nullptr;
 };
 
 App& TheApp();

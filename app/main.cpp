@@ -10,13 +10,15 @@ int main(int argc, char* argv[]) {
     if (single.HandOver(documents))
         return 0;
 
-    EspWin::Instance()->Show();
+    // Serve later launches before the window's start-up, so that one started meanwhile finds
+    // this instance instead of making a second window; what it hands over waits for the window.
     single.Listen([](const QString& path) {
         if (path.isEmpty())
             TheApp()._FileNewWin_Action(0);
         else
             TheApp().Event_OpenDocument(FolderItem(path));
     });
+    EspWin::Instance()->Show();
     for (const QString& path : documents)
         TheApp().Event_OpenDocument(FolderItem(path));
     return application.Run();

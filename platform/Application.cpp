@@ -24,13 +24,17 @@ QStringList Application::Documents() const {
     return documents;
 }
 
-int Application::Run() { return QApplication::exec(); }
+int Application::Run() {
+    return QApplication::exec();
+}
 
 SingleInstance::SingleInstance(QString name) : mName(std::move(name)) {}
 
 SingleInstance::~SingleInstance() = default;
 
-QString SingleInstance::DefaultName() { return QStringLiteral("corvane-%1").arg(::getuid()); }
+QString SingleInstance::DefaultName() {
+    return QStringLiteral("corvane-%1").arg(::getuid());
+}
 
 bool SingleInstance::HandOver(const QStringList& documents, int timeoutMs) {
     QLocalSocket socket;
@@ -67,16 +71,25 @@ bool SingleInstance::Listen(std::function<void(const QString&)> open) {
 
 void SingleInstance::Accept() {
     while (QLocalSocket* socket = mServer->nextPendingConnection()) {
+        // A hand-over is its paths, one a line, closed by an empty line; one without paths
+        // only asks for the window.
         auto buffer = std::make_shared<QByteArray>();
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket, buffer] {
+        auto paths = std::make_shared<int>(0);
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket, buffer, paths] {
             buffer->append(socket->readAll());
             qsizetype end;
             while ((end = buffer->indexOf('\n')) >= 0) {
                 const QString path = QString::fromUtf8(buffer->left(end));
                 buffer->remove(0, end + 1);
-                if (!path.isEmpty() && mOpen)
-                    mOpen(path);
-                else if (path.isEmpty() && mOpen)
+                if (!path.isEmpty()) {
+                    ++*paths;
+                    if (mOpen)
+                        mOpen(path);
+                    continue;
+                }
+                const bool windowOnly = *paths == 0;
+                *paths = 0;
+                if (windowOnly && mOpen)
                     mOpen(QString());
             }
         });

@@ -1,0 +1,24 @@
+corvane_test(tst_documents tst_documents.cpp)
+
+# Launches the real program, so it is built first and found by its path.
+corvane_test(tst_single tst_single.cpp)
+add_dependencies(tst_single corvane)
+target_compile_definitions(tst_single PRIVATE CORVANE_EXE="$<TARGET_FILE:corvane>")
+
+find_program(DESKTOP_FILE_VALIDATE desktop-file-validate)
+if(DESKTOP_FILE_VALIDATE)
+    add_test(NAME app_desktop_entry COMMAND ${DESKTOP_FILE_VALIDATE} ${CMAKE_SOURCE_DIR}/app/corvane.desktop)
+endif()
+
+# The install target puts the desktop entry and the mime package where the desktop looks,
+# and the package gives .crvj files their type.
+find_program(UPDATE_MIME_DATABASE update-mime-database)
+if(UPDATE_MIME_DATABASE)
+    set(CORVANE_INSTALL_CHECK ${CMAKE_CURRENT_BINARY_DIR}/install-check)
+    add_test(NAME app_install
+        COMMAND sh -c "rm -rf \"$0\" && \"$1\" --install \"$2\" --prefix \"$0\" >/dev/null \
+&& test -x \"$0/bin/corvane\" && test -f \"$0/share/applications/corvane.desktop\" \
+&& \"$3\" \"$0/share/mime\" 2>/dev/null \
+&& grep -qx 'application/x-corvane-json:\\*\\.crvj' \"$0/share/mime/globs\""
+            ${CORVANE_INSTALL_CHECK} ${CMAKE_COMMAND} ${CMAKE_BINARY_DIR} ${UPDATE_MIME_DATABASE})
+endif()
