@@ -10,6 +10,8 @@
 #include <QMenuBar>
 #include <QMimeData>
 
+#include <algorithm>
+
 // ---- DragItem ----
 
 DragItem::DragItem(QList<QUrl> urls) : mUrls(std::move(urls)) {}
@@ -31,9 +33,50 @@ bool DragItem::NextItem() {
 
 // ---- Window ----
 
+namespace {
+
+bool HasFiles(const QMimeData* data) {
+    if (!data || !data->hasUrls())
+        return false;
+    const QList<QUrl> urls = data->urls();
+    return std::any_of(urls.begin(), urls.end(), [](const QUrl& url) { return url.isLocalFile(); });
+}
+
+} // namespace
+
 class Window::Host final : public QMainWindow {
 public:
     explicit Host(Window* owner) : mOwner(owner) {}
+
+    // The window as a whole is the drop target: files let go over a text pane come to the
+    // window too, instead of landing in the pane as text.
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        switch (event->type()) {
+        case QEvent::DragEnter:
+        case QEvent::DragMove: {
+            auto* drag = static_cast<QDragMoveEvent*>(event);
+            if (!HasFiles(drag->mimeData()))
+                return false;
+            if (mOwner->AcceptsDrops())
+                drag->acceptProposedAction();
+            else
+                drag->ignore();
+            return true;
+        }
+        case QEvent::Drop: {
+            auto* drop = static_cast<QDropEvent*>(event);
+            if (!HasFiles(drop->mimeData()))
+                return false;
+            if (mOwner->HandleDrop(drop->mimeData()))
+                drop->acceptProposedAction();
+            else
+                drop->ignore();
+            return true;
+        }
+        default:
+            return QMainWindow::eventFilter(watched, event);
+        }
+    }
 
 protected:
     void closeEvent(QCloseEvent* event) override {
@@ -99,6 +142,9 @@ void Window::Place(Control& control, const QString& name, int left, int top, int
     QWidget* widget = control.Widget();
     widget->setObjectName(name);
     widget->setParent(mContent);
+    widget->installEventFilter(mMain);
+    for (QWidget* part : widget->findChildren<QWidget*>())
+        part->installEventFilter(mMain);
     control.SetTextSize(11);
     widget->setGeometry(left, top, width, height);
     if (control.Parked())
