@@ -1,6 +1,7 @@
 #include "platform/Controls.h"
 
 #include <QCheckBox>
+#include <QFontMetrics>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -56,7 +57,15 @@ Label::Label() : Control(new QLabel), mLabel(static_cast<QLabel*>(Widget())) {
 
 QString Label::Text() const { return mLabel->text(); }
 
-void Label::SetText(const QString& text) { mLabel->setText(text); }
+void Label::SetText(const QString& text) {
+    mLabel->setText(text);
+    // Captions were laid out for a narrower system font: shrink one that would be cut off.
+    QFont font = mLabel->font();
+    const int width = mLabel->width();
+    while (font.pixelSize() > 8 && width > 0 && QFontMetrics(font).horizontalAdvance(text) > width)
+        font.setPixelSize(font.pixelSize() - 1);
+    mLabel->setFont(font);
+}
 
 PushButton::PushButton() : Control(new QPushButton), mButton(static_cast<QPushButton*>(Widget())) {
     mButton->setAutoDefault(false);
