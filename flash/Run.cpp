@@ -1,6 +1,29 @@
 #include "window/EspWin.h"
 
-// Placeholder until this subsystem lands.
-void EspWin::StartPB_Action() {}
-void EspWin::esptool_DataAvailable() {}
-void EspWin::esptool_Completed() {}
+void EspWin::StartPB_Action() {
+    // Start stays pressable during a run. A second press would wipe the log and close a
+    // session the user opened under a tool that holds the port, so it is ignored until the
+    // run has ended.
+    if (esptool.IsRunning())
+        return;
+    rEF.SetText(QStringLiteral("Wait...."));
+    termConnected = mConnected;
+    DoDisconnect();
+    esptool.Execute(InstallEF.Text());
+}
+
+void EspWin::esptool_DataAvailable() {
+    // As it came: carriage returns and all, each chunk taken as UTF-8 by itself.
+    rEF.AppendText(esptool.ReadAll());
+    rEF.SetScrollPosition(10000);
+}
+
+void EspWin::esptool_Completed() {
+    esptool_DataAvailable();
+    // The tool's result is not judged: a failed run reopens the session too.
+    if (termConnected || AutoConnectCB.Value())
+        DoConnect(QString());
+    StartPB.SetEnabled(true);
+    PortPM.SetEnabled(true);
+    SelectPB.SetEnabled(true);
+}
