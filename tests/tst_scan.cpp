@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QPointer>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -68,6 +69,7 @@ private slots:
     void missingFolder();
     void package();
     void packageEdges();
+    void demoCatalogue();
     void handlersDuringLongLoops();
     void closeDuringWalk();
 };
@@ -388,6 +390,31 @@ void TstScan::packageEdges() {
     w->LoadFirmJsonFile(FolderItem(firmwares + "/Photo/Photo.BIN"), true);
     QCOMPARE(ReadFile(firmwares + "/Photo/Photo.BIN"), QByteArray("photo"));
     QCOMPARE(w->mFirm.size(), 2);
+}
+
+void TstScan::demoCatalogue() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    QVERIFY(QProcess::execute("cp", {"-r", CORVANE_DEMO_FIRMWARES, layout.Path("firmwares")}) == 0);
+    EspWin* w = EspWin::Instance();
+    QCOMPARE(Rows(w->PrisetPM), (QStringList{"Example Blink (v1.0.0)", "Example Hello (v0.1.0)"}));
+    QCOMPARE(w->PrisetPM.ListIndex(), 0);
+    QVERIFY2(w->InstallEF.Text().contains("verify_flash"), qPrintable(w->InstallEF.Text()));
+
+    // Every image a demo command names is there, and no command writes to the board.
+    int images = 0;
+    for (const FirmRef& r : w->mFirm) {
+        const QString folder = r->mFirmFolder.NativePath() + "/" + r->mPath + "/";
+        for (const QString& command : r->mCommand) {
+            QVERIFY(!command.contains("write_flash") && !command.contains("erase"));
+            for (QString word : command.split(' ', Qt::SkipEmptyParts))
+                if (word.startsWith("%PATH\\\\")) {
+                    QVERIFY2(QFile::exists(folder + word.mid(7)), qPrintable(word));
+                    ++images;
+                }
+        }
+    }
+    QCOMPARE(images, 6);
 }
 
 void TstScan::handlersDuringLongLoops() {

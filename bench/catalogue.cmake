@@ -1,0 +1,1 @@
+corvane_bench(bench_catalogue bench_catalogue.cpp)
