@@ -1,0 +1,1 @@
+corvane_bench(bench_flash bench_flash.cpp)
