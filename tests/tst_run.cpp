@@ -36,6 +36,7 @@ private slots:
     void init();
     void cleanup();
     void wholeRun();
+    void runOfChosenPreset();
     void toolPathWithBlanks();
     void templatesRunInTurn();
     void secondStartLeavesRunAlone();
@@ -86,7 +87,39 @@ void TstRun::UseCommand(const QString& command) {
     EspWin::Existing()->InstallEF.SetText(command);
 }
 
+// From start-up to the log: the tool found beside the program, a manifest in the firmware
+// folder, a preset, Start. The reader keeps a blank at each end of a sole command.
 void TstRun::wholeRun() {
+    const QString pkg = mLayout->Path("firmwares/blink");
+    QVERIFY(WriteFile(pkg + "/blink.json", R"([
+    {
+        "name": "Blink",
+        "version": "1.0",
+        "path": "images\\v1",
+        "commands": [
+            "--chip esp32 --port %port --baud %baud write_flash 0x1000 %PATH\\boot.bin 0x10000 %PATH\\blink.bin"
+        ]
+    }
+]
+)"));
+    EspWin* w = StartUp();
+    QCOMPARE(w->PrisetPM.ListCount(), 1);
+    QCOMPARE(w->PrisetPM.ListIndex(), 0);
+    const FolderItem tool(mToolDir + "/esptool");
+    QCOMPARE(w->InstallEF.Text(), tool.ShellPath() +
+                                      "  --chip esp32 --port /dev/ttyUSB0 --baud 921600 write_flash 0x1000 " +
+                                      FolderItem(pkg).ShellPath() + "/images/v1/boot.bin 0x10000 " +
+                                      FolderItem(pkg).ShellPath() + "/images/v1/blink.bin");
+
+    QVERIFY(RunToEnd(w, kLong));
+    QCOMPARE(RecordedRuns(mToolDir),
+             (QList<QStringList>{{"--chip", "esp32", "--port", "/dev/ttyUSB0", "--baud", "921600", "write_flash",
+                                  "0x1000", pkg + "/images/v1/boot.bin", "0x10000", pkg + "/images/v1/blink.bin"}}));
+    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
+}
+
+// The row chosen is the record run; the end of the run enables what it finds disabled.
+void TstRun::runOfChosenPreset() {
     EspWin* w = StartUp();
     QCOMPARE(w->mEspToolApp, FolderItem(mToolDir + "/esptool"));
     const FolderItem folder(mDir->filePath("pkg"));
