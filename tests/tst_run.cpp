@@ -228,6 +228,7 @@ void TstRun::windowClosedDuringRun() {
     QCOMPARE(again->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
 }
 
+// The log scrolls to its end as output comes in.
 void TstRun::logFollowsTheEnd() {
     EspWin* w = StartUp();
     w->Show();
@@ -237,6 +238,13 @@ void TstRun::logFollowsTheEnd() {
     const QScrollBar* bar = static_cast<QPlainTextEdit*>(w->rEF.Widget())->verticalScrollBar();
     QVERIFY(bar->maximum() > 0);
     QCOMPARE(bar->value(), bar->maximum());
+
+    // The scroll number is fixed at 10000: a longer log stops following its end there.
+    UseCommand("i=0; while [ $i -lt 12000 ]; do i=$((i+1)); echo \"line $i\"; done");
+    QVERIFY(RunToEnd(w, kLong));
+    QVERIFY(w->rEF.Text().endsWith("line 12000\n"));
+    QVERIFY(bar->maximum() > 10000);
+    QCOMPARE(w->rEF.ScrollPosition(), 10000);
 }
 
 // Start doesn't judge InstallEF: an empty line runs like any other.
