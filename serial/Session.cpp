@@ -1,13 +1,117 @@
+#include "platform/Dialogs.h"
+#include "platform/Serial.h"
+#include "platform/Text.h"
 #include "window/EspWin.h"
 
-// Placeholder until this subsystem lands.
-void EspWin::DoConnect(const QString&) {}
-bool EspWin::RbPortOpen(const QString&) { return false; }
-void EspWin::RbPortClose() {}
+#include <QColor>
+
+namespace {
+
+const QColor kClosedBack(0xFF, 0xFF, 0xFF);
+// Pale pink: a glance at the pane tells that typed keys go to the board.
+const QColor kOpenBack(0xFF, 0xE4, 0xFA);
+
+void SelectFirstRowEqualTo(PopupMenu& menu, const QString& wanted) {
+    for (int i = 0; i < menu.ListCount(); ++i) {
+        if (Same(menu.List(i), wanted)) {
+            menu.SetListIndex(i);
+            return;
+        }
+    }
+}
+
+} // namespace
+
+void EspWin::ConnectPB_Action() {
+    DoConnect(QString());
+}
+
+void EspWin::DoConnect(const QString& port) {
+    if (mConnected) {
+        RbPortClose();
+        mConnected = false;
+        ConnectPB.SetCaption(QStringLiteral("Connect"));
+        rEF.SetBackColor(kClosedBack);
+        return;
+    }
+
+    const QString p = port.isEmpty() ? PortPM.Text() : port;
+    mConnected = RbPortOpen(p);
+    // RbPortOpen has beeped already; the window stays as it was.
+    if (!mConnected)
+        return;
+    ConnectPB.SetCaption(QStringLiteral("Disconnect"));
+    rEF.SetBackColor(kOpenBack);
+    MemoPortInfo(p);
+}
+
+void EspWin::DoDisconnect() {
+    if (mConnected)
+        DoConnect(QString());
+}
+
+bool EspWin::RbPortOpen(const QString& port) {
+    if (mConnected)
+        return true;
+
+    // The list in PortPM may be stale: only a port the machine has right now will do.
+    const int count = System::SerialPortCount();
+    int found = -1;
+    SerialPort chosen;
+    for (int i = 0; i < count && found < 0; ++i) {
+        chosen = System::SerialPortAt(i);
+        if (Same(chosen.Name, port))
+            found = i;
+    }
+    if (found < 0) {
+        Beep();
+        return false;
+    }
+
+    MySerial.SerialPort = chosen;
+    MySerial.Baud = int(Val(BaudPMs.Text()));
+    MySerial.XON = XonCB.Value();
+    MySerial.CTS = CtsCB.Value();
+    MySerial.DTR = DtrCB.Value();
+    RbPortOpenPre();
+    // Both lines low: with the usual auto-reset wiring a high line holds the board in reset.
+    MySerial.RequestToSend = mSerialRTS;
+    MySerial.DataTerminalReady = mSerialDTR;
+
+    mConnected = MySerial.Open();
+    if (mConnected)
+        return true;
+    Beep();
+    return false;
+}
+
+void EspWin::RbPortClose() {
+    if (!mConnected)
+        return;
+    MySerial.Close();
+    ConnectPB.SetCaption(QStringLiteral("Connect"));
+}
+
+// Kept as the place for line set-up that must come before the modem lines are set.
 void EspWin::RbPortOpenPre() {}
-void EspWin::MemoPortInfo(const QString&) {}
-void EspWin::DoDisconnect() {}
-void EspWin::BaudPM_Open() {}
-void EspWin::BaudPM_Change() {}
-void EspWin::BaudPMs_Open() {}
-void EspWin::ConnectPB_Action() {}
+
+void EspWin::MemoPortInfo(const QString& port) {
+    if (!Same(mPortName[0], port)) {
+        for (std::size_t i = mPortName.size() - 1; i > 0; --i)
+            mPortName[i] = mPortName[i - 1];
+        mPortName[0] = port;
+    }
+    mLastBaudRate = BaudPM.Text();
+}
+
+void EspWin::BaudPM_Open() {
+    SelectFirstRowEqualTo(BaudPM, mLastBaudRate);
+}
+
+void EspWin::BaudPM_Change() {
+    MakeCommand();
+}
+
+void EspWin::BaudPMs_Open() {
+    SelectFirstRowEqualTo(BaudPMs, QStringLiteral("115200"));
+}
