@@ -1,0 +1,212 @@
+#include "SerialSupport.h"
+#include "TestSupport.h"
+
+#include "platform/Serial.h"
+#include "window/EspWin.h"
+
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QTest>
+
+using namespace TestSupport;
+using namespace SerialSupport;
+
+namespace {
+
+// Opens the window with one port and a session on it.
+EspWin* OpenSessionOn(SeamRecorder& seams, const SerialPort& port) {
+    seams.ports = {port};
+    EspWin* w = SerialSupport::NewWindow();
+    w->Show();
+    w->ConnectPB.Push();
+    return w;
+}
+
+int ScrollMaximum(EspWin* w) {
+    return static_cast<QPlainTextEdit*>(w->rEF.Widget())->verticalScrollBar()->maximum();
+}
+
+QByteArray Lines(int from, int count) {
+    QByteArray text;
+    for (int i = from; i < from + count; ++i)
+        text += "line " + QByteArray::number(i) + "\r\n";
+    return text;
+}
+
+} // namespace
+
+class TstTerminal : public QObject {
+    Q_OBJECT
+private slots:
+    void cleanup() { DisposeWindow(); }
+    void conversationWithBoard();
+    void fullSpeedStream();
+    void bytesAsTheyCome();
+    void emptyReadsAndScrolling();
+    void keysToBoard_data();
+    void keysToBoard();
+    void keysWithoutSession();
+    void clearDuringSession();
+};
+
+void TstTerminal::conversationWithBoard() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    VirtualBoard board;
+    QVERIFY(board.Start());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+    QVERIFY(w->mConnected);
+    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith(kBannerEnd), 20000);
+    QVERIFY(w->rEF.Text().startsWith(kBannerStart));
+
+    // Typed in the pane: it shows at once, and the board answers the line.
+    QTest::keyClicks(w->rEF.Widget(), "hello");
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text().count("hello"), 2, 20000);
+    QVERIFY(w->rEF.Text().indexOf("hello") < w->rEF.Text().lastIndexOf("hello"));
+    QCOMPARE(seams.beeps, 0);
+}
+
+void TstTerminal::fullSpeedStream() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    VirtualBoard board;
+    QVERIFY(board.Start());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith(kBannerEnd), 20000);
+    w->ScanBtn2.Push();
+
+    // As fast as the line takes it: all of it, in order, nothing doubled.
+    const int size = 256 * 1024 + 5;
+    w->MySerial.Write(QStringLiteral("stream %1\r").arg(size));
+    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().size() >= size, 60000);
+    QCOMPARE(w->rEF.Text(), QString::fromLatin1(StreamText(size)));
+}
+
+void TstTerminal::bytesAsTheyCome() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    Pty board;
+    QVERIFY(board.Open());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+    QVERIFY(w->mConnected);
+
+    // Half a line shows without waiting for its end.
+    board.Send("boot:");
+    QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString("boot:"), 10000);
+
+    // One byte, one character: nothing is decoded, a UTF-8 pair stays two characters.
+    QByteArray high;
+    for (int b = 0x80; b <= 0xFF; ++b)
+        high += char(b);
+    const QByteArray rest = QByteArray("0x1\r\n\xc3\xa9 ") + high + "\r\n";
+    board.Send(rest);
+    const QString expected = QString::fromLatin1(QByteArray("boot:") + rest);
+    QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), expected, 10000);
+    QCOMPARE(w->rEF.Text().size(), 5 + rest.size());
+}
+
+void TstTerminal::emptyReadsAndScrolling() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    Pty board;
+    QVERIFY(board.Open());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+
+    QVERIFY(SendAll(board, Lines(0, 300)));
+    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("line 299\r\n"), 10000);
+    QVERIFY(ScrollMaximum(w) > 0);
+    QCOMPARE(w->rEF.ScrollPosition(), ScrollMaximum(w));
+
+    // Nothing waiting: nothing added, and the user's place in the pane is kept.
+    w->rEF.SetScrollPosition(0);
+    const QString before = w->rEF.Text();
+    w->MySerial_DataAvailable();
+    QCOMPARE(w->rEF.Text(), before);
+    QCOMPARE(w->rEF.ScrollPosition(), 0);
+
+    board.Send("one more\r\n");
+    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("one more\r\n"), 10000);
+    QCOMPARE(w->rEF.ScrollPosition(), ScrollMaximum(w));
+
+    // Line 10000 is where the view stops following a pane longer than that.
+    QVERIFY(SendAll(board, Lines(300, 11000)));
+    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("line 11299\r\n"), 60000);
+    QVERIFY(ScrollMaximum(w) > 10000);
+    QCOMPARE(w->rEF.ScrollPosition(), 10000);
+}
+
+void TstTerminal::keysToBoard_data() {
+    // A printable key is typed as its character, the others by their key code.
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("key");
+    QTest::addColumn<QByteArray>("sent");
+
+    QTest::newRow("letter") << "a" << 0 << QByteArray("a");
+    QTest::newRow("capital") << "A" << 0 << QByteArray("A");
+    QTest::newRow("digit") << "7" << 0 << QByteArray("7");
+    QTest::newRow("blank") << " " << 0 << QByteArray(" ");
+    QTest::newRow("return is CR alone") << "" << int(Qt::Key_Return) << QByteArray("\r");
+    QTest::newRow("backspace") << "" << int(Qt::Key_Backspace) << QByteArray("\b");
+    QTest::newRow("escape") << "" << int(Qt::Key_Escape) << QByteArray("\x1b");
+    QTest::newRow("arrow has no text") << "" << int(Qt::Key_Left) << QByteArray();
+}
+
+void TstTerminal::keysToBoard() {
+    QFETCH(QString, typed);
+    QFETCH(int, key);
+    QFETCH(QByteArray, sent);
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    Pty board;
+    QVERIFY(board.Open());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+    QVERIFY(w->mConnected);
+
+    if (typed.isEmpty())
+        QTest::keyClick(w->rEF.Widget(), Qt::Key(key));
+    else
+        QTest::keyClick(w->rEF.Widget(), typed.at(0).toLatin1());
+    // A marker behind it shows that nothing else went out with the key.
+    QVERIFY(!w->rEF_KeyDown(QStringLiteral("|")));
+    QByteArray received;
+    QTRY_VERIFY_WITH_TIMEOUT((received += board.Receive()).endsWith('|'), 10000);
+    QCOMPARE(received, sent + '|');
+}
+
+void TstTerminal::keysWithoutSession() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    EspWin* w = SerialSupport::NewWindow();
+    w->Show();
+    QVERIFY(!w->mConnected);
+
+    QVERIFY(!w->rEF_KeyDown(QStringLiteral("q")));
+    QTest::keyClicks(w->rEF.Widget(), "typed");
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_Return);
+    QTest::keyClicks(w->rEF.Widget(), "on");
+    QCOMPARE(w->rEF.Text(), QString("typed\non"));
+    QCOMPARE(seams.beeps, 0);
+}
+
+void TstTerminal::clearDuringSession() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    Pty board;
+    QVERIFY(board.Open());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+
+    board.Send("before\r\n");
+    QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString("before\r\n"), 10000);
+    w->ScanBtn2.Push();
+    QCOMPARE(w->rEF.Text(), QString());
+    QVERIFY(w->mConnected);
+    QCOMPARE(w->ConnectPB.Caption(), QString("Disconnect"));
+    QCOMPARE(w->rEF.BackColor(), QColor(0xFF, 0xE4, 0xFA));
+
+    board.Send("after\r\n");
+    QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString("after\r\n"), 10000);
+}
+
+QTEST_MAIN(TstTerminal)
+#include "tst_terminal.moc"
