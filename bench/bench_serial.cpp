@@ -1,0 +1,208 @@
+// The serial monitor against a board that talks as fast as the line takes it: the virtual board
+// streams log text through a pseudo-terminal into an open session of Corvane's window, and then
+// the same stream goes to pyserial's miniterm as the peer, for comparison.
+// Run: QT_QPA_PLATFORM=offscreen build/bench/bench_serial/bench_serial [megabytes]
+
+#include "SerialSupport.h"
+
+#include "platform/Dialogs.h"
+#include "window/EspWin.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+
+namespace {
+
+struct Figures {
+    qint64 sent = 0;
+    qint64 received = 0;
+    bool exact = false;
+    double seconds = 0;
+    double cpuSeconds = 0;
+    double longestStallMs = -1;
+};
+
+void Print(const char* who, const Figures& f) {
+    std::printf("%-22s sent %lld  received %lld  %s  %.2f MB/s  %.2f s  CPU %.2f s", who, f.sent, f.received,
+                f.exact ? "identical" : "DIFFERENT", double(f.received) / 1e6 / f.seconds, f.seconds, f.cpuSeconds);
+    if (f.longestStallMs >= 0)
+        std::printf("  longest event-loop stall %.1f ms", f.longestStallMs);
+    std::printf("\n");
+}
+
+Figures ThroughCorvane(qint64 size) {
+    Figures f;
+    f.sent = size;
+    SerialSupport::VirtualBoard board;
+    if (!board.Start()) {
+        std::fprintf(stderr, "the virtual board did not start\n");
+        return f;
+    }
+    Seams::SetSerialPorts([port = board.Port()] { return QList<SerialPort>{port}; });
+    EspWin* w = SerialSupport::NewWindow();
+    w->Show();
+    w->ConnectPB.Push();
+    if (!w->mConnected) {
+        std::fprintf(stderr, "no session on %s\n", qPrintable(board.Device()));
+        return f;
+    }
+    while (!w->rEF.Text().endsWith(SerialSupport::kBannerEnd))
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    w->ScanBtn2.Push();
+
+    // The heartbeat: a 10 ms timer that notes the longest gap between two of its ticks.
+    QElapsedTimer beat;
+    qint64 longestGap = 0;
+    QTimer heartbeat;
+    heartbeat.setInterval(10);
+    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
+        longestGap = std::max(longestGap, beat.nsecsElapsed());
+        beat.restart();
+    });
+
+    const double cpuBefore = SerialSupport::CpuSeconds();
+    QElapsedTimer clock;
+    clock.start();
+    beat.start();
+    heartbeat.start();
+    w->MySerial.Write(QStringLiteral("stream %1\r").arg(size));
+    qint64 lastSize = 0;
+    QElapsedTimer quiet;
+    quiet.start();
+    while (w->rEF.Text().size() < size && quiet.elapsed() < 10000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+        if (w->rEF.Text().size() != lastSize) {
+            lastSize = w->rEF.Text().size();
+            quiet.restart();
+        }
+    }
+    f.seconds = double(clock.nsecsElapsed()) / 1e9;
+    f.cpuSeconds = SerialSupport::CpuSeconds() - cpuBefore;
+    heartbeat.stop();
+    f.longestStallMs = double(longestGap) / 1e6;
+    f.received = w->rEF.Text().size();
+    f.exact = w->rEF.Text() == QString::fromLatin1(SerialSupport::StreamText(size));
+    w->ConnectPB.Push();
+    w->Close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return f;
+}
+
+double ProcessCpuSeconds(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    // Fields after the command name, which is in parentheses and may hold blanks.
+    const auto close = text.rfind(')');
+    if (close == std::string::npos)
+        return 0;
+    std::istringstream rest(text.substr(close + 2));
+    std::string field;
+    unsigned long long utime = 0, stime = 0;
+    for (int i = 3; i <= 15 && rest >> field; ++i) {
+        if (i == 14)
+            utime = std::stoull(field);
+        if (i == 15)
+            stime = std::stoull(field);
+    }
+    return double(utime + stime) / double(sysconf(_SC_CLK_TCK));
+}
+
+// Reads the console until it has count bytes or falls quiet; returns what came.
+QByteArray ReadConsole(int console, qint64 count, int quietMs) {
+    QByteArray got;
+    char buf[65536];
+    while (got.size() < count) {
+        pollfd p{console, POLLIN, 0};
+        if (poll(&p, 1, quietMs) <= 0)
+            break;
+        const ssize_t n = read(console, buf, sizeof buf);
+        if (n <= 0)
+            break;
+        got.append(buf, int(n));
+    }
+    return got;
+}
+
+Figures ThroughMiniterm(qint64 size) {
+    Figures f;
+    f.sent = size;
+    SerialSupport::VirtualBoard board;
+    if (!board.Start())
+        return f;
+
+    // miniterm wants a terminal for its console: it gets a raw one, so the bytes pass unchanged.
+    termios raw{};
+    cfmakeraw(&raw);
+    int console = -1;
+    const pid_t pid = forkpty(&console, nullptr, &raw, nullptr);
+    if (pid < 0)
+        return f;
+    if (pid == 0) {
+        const std::string device = board.Device().toStdString();
+        execl("/usr/bin/python3", "python3", "-m", "serial.tools.miniterm", "--raw", "-q", "--eol", "CR",
+              device.c_str(), "115200", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+
+    // The board's banner comes as soon as miniterm opens the port.
+    const QByteArray banner = ReadConsole(console, qstrlen(SerialSupport::kBannerStart), 20000);
+    ReadConsole(console, 1 << 20, 300);
+    if (!banner.startsWith(SerialSupport::kBannerStart)) {
+        std::fprintf(stderr, "miniterm did not come up: %s\n", banner.constData());
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+        return f;
+    }
+
+    const double cpuBefore = ProcessCpuSeconds(pid);
+    QElapsedTimer clock;
+    clock.start();
+    const QByteArray command = "stream " + QByteArray::number(size) + "\r";
+    [[maybe_unused]] auto n = write(console, command.constData(), size_t(command.size()));
+    const QByteArray got = ReadConsole(console, size, 10000);
+    f.seconds = double(clock.nsecsElapsed()) / 1e9;
+    f.cpuSeconds = ProcessCpuSeconds(pid) - cpuBefore;
+    f.received = got.size();
+    f.exact = got == SerialSupport::StreamText(size);
+
+    kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+    close(console);
+    return f;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    const qint64 megabytes = argc > 1 ? std::max(1, atoi(argv[1])) : 10;
+    const qint64 size = megabytes * 1024 * 1024;
+
+    QDir(QCoreApplication::applicationDirPath() + "/firmwares").removeRecursively();
+    Seams::SetSelectFolder([] { return FolderItem(); });
+    Seams::SetMsgBox([](const QString&) {});
+    Seams::SetBeep([] { std::fprintf(stderr, "beep\n"); });
+
+    std::printf("%lld bytes of log text through a pseudo-terminal, as fast as the reader takes them\n", size);
+    Print("corvane (monitor pane)", ThroughCorvane(size));
+    Print("pyserial miniterm", ThroughMiniterm(size));
+    std::printf("for scale: a line at 921600 baud carries 0.09 MB/s\n");
+    QDir(QCoreApplication::applicationDirPath() + "/firmwares").removeRecursively();
+    return 0;
+}
