@@ -178,6 +178,7 @@ void TextArea::SetText(const QString& text) {
     mOwnEdit = true;
     mEdit->clear();
     mColumn = 0;
+    mPendingReturn = false;
     mOwnEdit = false;
     mText = text;
     mExact = true;
@@ -197,22 +198,38 @@ void TextArea::AppendText(const QString& text) {
 void TextArea::InsertDisplayed(const QString& text) {
     if (text.isEmpty())
         return;
-    // The pane shows a carriage return as a line break and breaks overlong lines; Text
-    // keeps the exact characters.
+    // The pane shows text the way a terminal would: a carriage return alone takes the line
+    // back to its start, so a tool's progress line is rewritten instead of piling up, and an
+    // overlong line is broken for the eye. Text keeps the exact characters all the same.
     QString shown;
     shown.reserve(text.size() + text.size() / kDisplayLineLimit + 1);
+    qsizetype lineStart = 0; // where the current line starts in shown
+    bool eraseLastLine = false;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
-        if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
-            if (c == QLatin1Char('\r') && i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n'))
-                ++i;
-            shown += QLatin1Char('\n');
+        if (mPendingReturn) {
+            mPendingReturn = false;
+            if (c == QLatin1Char('\n')) {
+                shown += c;
+                lineStart = shown.size();
+                mColumn = 0;
+                continue;
+            }
+            if (lineStart == 0 && !shown.contains(QLatin1Char('\n')))
+                eraseLastLine = true;
+            shown.truncate(lineStart);
             mColumn = 0;
+        }
+        if (c == QLatin1Char('\r')) {
+            mPendingReturn = true;
             continue;
         }
-        if (mColumn >= kDisplayLineLimit) {
+        if (c == QLatin1Char('\n') || mColumn >= kDisplayLineLimit) {
             shown += QLatin1Char('\n');
+            lineStart = shown.size();
             mColumn = 0;
+            if (c == QLatin1Char('\n'))
+                continue;
         }
         shown += c;
         ++mColumn;
@@ -220,7 +237,12 @@ void TextArea::InsertDisplayed(const QString& text) {
     mOwnEdit = true;
     QTextCursor cursor(mEdit->document());
     cursor.movePosition(QTextCursor::End);
-    cursor.insertText(shown);
+    if (eraseLastLine) {
+        cursor.movePosition(QTextCursor::StartOfBlock, QTextCursor::KeepAnchor);
+        cursor.removeSelectedText();
+    }
+    if (!shown.isEmpty())
+        cursor.insertText(shown);
     mOwnEdit = false;
 }
 

@@ -156,6 +156,7 @@ private:
     bool mExact = true;
     bool mOwnEdit = false;
     int mColumn = 0;
+    bool mPendingReturn = false;
     QColor mBackColor = Qt::white;
     std::function<bool(const QString&)> mKeyDown;
 };

@@ -88,6 +88,14 @@ void TstControls::textAreaText() {
     area.SetText("Wait....");
     area.AppendText("Writing 10%\rWriting 20%\r\ndone\n");
     QCOMPARE(area.Text(), QString("Wait....Writing 10%\rWriting 20%\r\ndone\n"));
+    // On screen a lone carriage return rewrites its line, also across appends.
+    auto* edit = static_cast<QPlainTextEdit*>(area.Widget());
+    QCOMPARE(edit->toPlainText(), QString("Writing 20%\ndone\n"));
+    area.AppendText("50 %\r");
+    area.AppendText("\n60 %\r");
+    area.AppendText("70 %\r80 %");
+    QCOMPARE(edit->toPlainText(), QString("Writing 20%\ndone\n50 %\n80 %"));
+    QCOMPARE(area.Text(), QString("Wait....Writing 10%\rWriting 20%\r\ndone\n50 %\r\n60 %\r70 %\r80 %"));
 
     // A megabyte line with no line end stays whole in Text.
     const QString flood(1 << 20, QLatin1Char('x'));
