@@ -11,18 +11,19 @@
 
 #include <sys/ioctl.h>
 
-// The kernel's own record of a line, which holds any speed, not only the named ones.
-struct termios2 {
+using namespace TestSupport;
+using namespace SerialSupport;
+
+namespace {
+
+// The kernel's own record of a line (termios2), which holds any speed, not only the named ones.
+struct KernelTermios {
     tcflag_t c_iflag, c_oflag, c_cflag, c_lflag;
     cc_t c_line;
     cc_t c_cc[19];
     speed_t c_ispeed, c_ospeed;
 };
-
-using namespace TestSupport;
-using namespace SerialSupport;
-
-namespace {
+const unsigned long kGetKernelTermios = _IOR('T', 0x2A, KernelTermios);
 
 const QColor kWhite(0xFF, 0xFF, 0xFF);
 const QColor kPink(0xFF, 0xE4, 0xFA);
@@ -31,8 +32,8 @@ bool LineSpeed(const QString& device, speed_t* speed) {
     const int fd = ::open(device.toLocal8Bit().constData(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
     if (fd < 0)
         return false;
-    termios2 t{};
-    const bool ok = ioctl(fd, TCGETS2, &t) == 0;
+    KernelTermios t{};
+    const bool ok = ioctl(fd, kGetKernelTermios, &t) == 0;
     ::close(fd);
     *speed = t.c_ospeed;
     return ok;
