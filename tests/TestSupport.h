@@ -14,6 +14,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <pty.h>
 #include <termios.h>
@@ -115,7 +116,19 @@ struct Pty {
     // The short name the port list shows, e.g. "pts/3".
     QString Name() const { return slavePath.mid(5); }
     SerialPort Port() const { return SerialPort{Name(), slavePath}; }
-    void Send(const QByteArray& bytes) const { [[maybe_unused]] auto n = ::write(master, bytes.constData(), bytes.size()); }
+    // Writes all of it, waiting for the line to take what the pty's buffer can't hold yet.
+    void Send(const QByteArray& bytes) const {
+        qsizetype sent = 0;
+        while (sent < bytes.size()) {
+            const auto n = ::write(master, bytes.constData() + sent, size_t(bytes.size() - sent));
+            if (n > 0)
+                sent += n;
+            else if (n < 0 && errno != EAGAIN && errno != EINTR)
+                return;
+            else
+                QTest::qWait(1);
+        }
+    }
     QByteArray Receive() const {
         QByteArray all;
         char buf[4096];
