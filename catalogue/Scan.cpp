@@ -125,7 +125,7 @@ void EspWin::LoadFirmJsonFile(const FolderItem& file, bool allowBin) {
         if (file.IsNil() || !file.Exists() || file.Directory() || !file.Visible())
             return;
         const QString name = file.Name();
-        if (EndsWith(name, ".json") || EndsWith(name, ".crvj")) {
+        if (EndsWith(name, QStringLiteral(".json")) || EndsWith(name, QStringLiteral(".crvj"))) {
             const auto stream = TextInputStream::Open(file);
             if (!stream)
                 return;
@@ -145,7 +145,7 @@ void EspWin::LoadFirmJsonFile(const FolderItem& file, bool allowBin) {
             }
             return;
         }
-        if (allowBin && EndsWith(name, ".bin"))
+        if (allowBin && EndsWith(name, QStringLiteral(".bin")))
             MakeFirmPackage(file);
     } catch (...) {
     }
@@ -177,7 +177,7 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
             const int count = support.Count();
             for (int i = 1; i <= count; ++i) {
                 const FolderItem image = support.Item(i);
-                if (!image.IsNil() && image.Visible() && EndsWith(image.Name(), ".bin"))
+                if (!image.IsNil() && image.Visible() && EndsWith(image.Name(), QStringLiteral(".bin")))
                     image.CopyFileTo(package);
                 LetOtherEventsRun();
                 if (IsClosed())

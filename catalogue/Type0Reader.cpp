@@ -24,7 +24,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
     FirmRef record;
     if (mFirm.size() - 1 > 0) {
         record = std::make_shared<FirmClass>();
-        record->mName = "-";
+        record->mName = QStringLiteral("-");
         mFirm.append(record);
     }
     const FolderItem folder = file.Parent();
@@ -34,27 +34,27 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
         const QString key = Cuts::KeyOf(line);
         const QString raw = Cuts::RawValueOf(line);
 
-        if (line == "[" || line == "]") {
+        if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
             // brackets carry nothing
-        } else if (line == "{") {
+        } else if (line == QStringLiteral("{")) {
             record = std::make_shared<FirmClass>();
-        } else if (line == "}," || line == "}") {
+        } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
             InHand(record).mFirmFolder = folder;
             mFirm.append(record);
-        } else if (Same(key, "name")) {
+        } else if (Same(key, QStringLiteral("name"))) {
             InHand(record).mName = Cuts::TextValue(raw);
-        } else if (Same(key, "version")) {
+        } else if (Same(key, QStringLiteral("version"))) {
             InHand(record).mVersion = Cuts::TextValue(raw);
-        } else if (Same(key, "path")) {
+        } else if (Same(key, QStringLiteral("path"))) {
             InHand(record).mPath = Cuts::TextValue(raw);
-        } else if (Same(key, "commands")) {
+        } else if (Same(key, QStringLiteral("commands"))) {
             QString joined;
             for (;;) {
                 const QString next = Trim(stream->ReadLine());
                 const QString last = Right(joined, 1);
-                if (last != "," && last != " ")
+                if (last != QStringLiteral(",") && last != QStringLiteral(" "))
                     joined += ' ';
-                if (next == "]")
+                if (next == QStringLiteral("]"))
                     break;
                 joined += next;
                 // A list cut off by the end of the file ends there; with no closer behind it,
@@ -67,10 +67,10 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
             }
             // One split gives the same fields as NthField for every n, without going over the
             // text again for each of them: a long line of many commands stays linear.
-            const QStringList commands = joined.split("\",\"");
+            const QStringList commands = joined.split(QStringLiteral("\",\""));
             for (const QString& command : commands) {
-                QString entry = ReplaceAll(command, "\\\"%PATH\\\"", "%PATH");
-                entry = ReplaceAll(entry, "\"", "");
+                QString entry = ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"));
+                entry = ReplaceAll(entry, QStringLiteral("\""), QString());
                 InHand(record).mCommand.append(entry);
                 LetOtherEventsRun();
                 if (IsClosed())

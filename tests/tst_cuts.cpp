@@ -1,4 +1,5 @@
 #include "catalogue/Cuts.h"
+#include "platform/Text.h"
 
 #include <QTest>
 
@@ -40,6 +41,8 @@ void TstCuts::keyLine_data() {
     QTest::newRow("number value") << "\"baud\": 921600,"
                                   << "baud"
                                   << "921600,";
+    QTest::newRow("letters that fold oddly") << QStringLiteral("\"\u017F\u212A\": \"\u0130\": x")
+                                             << QStringLiteral("\u017F\u212A") << QStringLiteral("\"\u0130");
 }
 
 void TstCuts::keyLine() {
@@ -48,6 +51,9 @@ void TstCuts::keyLine() {
     QFETCH(QString, raw);
     QCOMPARE(Cuts::KeyOf(line), key);
     QCOMPARE(Cuts::RawValueOf(line), raw);
+    // The same cuts as the case-blind NthField.
+    QCOMPARE(Cuts::KeyOf(line), Mid(NthField(line, Cuts::KeySep, 1), 2));
+    QCOMPARE(Cuts::RawValueOf(line), NthField(line, Cuts::KeySep, 2));
 }
 
 void TstCuts::values_data() {
@@ -88,6 +94,7 @@ void TstCuts::values() {
     QFETCH(QString, quoteless);
     QFETCH(QString, number);
     QCOMPARE(Cuts::TextValue(raw), text);
+    QCOMPARE(Cuts::TextValue(raw), NthField(Mid(raw, 2), Cuts::ValueEnd, 1));
     QCOMPARE(Cuts::QuotelessValue(raw), quoteless);
     QCOMPARE(Cuts::NumberValue(raw), number);
 }
