@@ -6,8 +6,34 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <ctime>
+#include <sys/stat.h>
+
+namespace {
+
+// Modification time in nanoseconds since the epoch, and whether the path is a folder; one stat.
+bool StatFolder(const QString& path, long long* stampNs) {
+    struct stat st {};
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
+        return false;
+#ifdef Q_OS_MACOS
+    *stampNs = (long long)st.st_mtimespec.tv_sec * 1000000000LL + st.st_mtimespec.tv_nsec;
+#else
+    *stampNs = (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
+#endif
+    return true;
+}
+
+long long NowNs() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return (long long)now.tv_sec * 1000000000LL + now.tv_nsec;
+}
+
+} // namespace
+
 struct FolderItem::Listing {
-    QDateTime stamp;
+    long long stamp = -1;
     QStringList names;
 };
 
@@ -74,13 +100,19 @@ QDateTime FolderItem::ModificationDate() const {
 }
 
 const QStringList& FolderItem::Entries() const {
+    static const QStringList none;
     if (!mListing)
         mListing = std::make_shared<Listing>();
+    long long stamp = 0;
+    if (IsNil() || !StatFolder(mPath, &stamp)) {
+        mListing->stamp = -1;
+        mListing->names.clear();
+        return none;
+    }
     // A folder's time stamp moves whenever an entry comes or goes, so a listing is kept while
     // it stands still: Count can be asked on every pass of a walk at the cost of one stat.
     // The stamp is coarse, so a folder changed a moment ago is always listed anew.
-    const QDateTime stamp = QFileInfo(mPath).lastModified();
-    const bool settled = stamp.isValid() && stamp.msecsTo(QDateTime::currentDateTime()) > 200;
+    const bool settled = NowNs() - stamp > 200'000'000LL;
     if (!settled || stamp != mListing->stamp) {
         mListing->stamp = stamp;
         mListing->names = QDir(mPath).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
@@ -89,15 +121,9 @@ const QStringList& FolderItem::Entries() const {
     return mListing->names;
 }
 
-int FolderItem::Count() const {
-    if (IsNil() || !Directory())
-        return 0;
-    return int(Entries().size());
-}
+int FolderItem::Count() const { return int(Entries().size()); }
 
 FolderItem FolderItem::Item(int i) const {
-    if (IsNil() || !Directory())
-        return FolderItem();
     const QStringList& names = Entries();
     if (i < 1 || i > names.size())
         return FolderItem();
@@ -110,6 +136,10 @@ bool FolderItem::CopyFileTo(const FolderItem& folder) const {
     if (IsNil() || folder.IsNil() || !folder.Directory())
         return false;
     const QString target = folder.mPath + QLatin1Char('/') + Name();
+    // Copying a file onto itself has nothing to do; removing "the old copy" would lose it.
+    const QString source = QFileInfo(mPath).canonicalFilePath();
+    if (!source.isEmpty() && source == QFileInfo(target).canonicalFilePath())
+        return true;
     // A newer image of the same name replaces the old copy.
     const QFileInfo existing(target);
     if (existing.isFile() || existing.isSymLink())
@@ -148,7 +178,11 @@ FolderItem Documents() {
 QByteArray ReadFileBytes(const FolderItem& item, bool* ok) {
     if (ok)
         *ok = false;
-    if (item.IsNil() || item.Directory())
+    if (item.IsNil())
+        return QByteArray();
+    // Only regular files: a FIFO would block the open, a device read for ever.
+    struct stat st {};
+    if (::stat(QFile::encodeName(item.NativePath()).constData(), &st) != 0 || !S_ISREG(st.st_mode))
         return QByteArray();
     QFile file(item.NativePath());
     if (!file.open(QIODevice::ReadOnly))

@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using TestSupport::ReadFile;
 using TestSupport::WriteFile;
 
@@ -131,6 +133,10 @@ void TstFiles::changingFiles() {
     // A folder can't be made through a regular file.
     QVERIFY(!root.Child("img.bin").Child("sub").CreateAsFolder());
 
+    // Onto itself: nothing to do, and the file stays.
+    QVERIFY(pack.Child("img.bin").CopyFileTo(pack));
+    QCOMPARE(ReadFile(dir.filePath("pack/img.bin")), QByteArray("second"));
+
     QVERIFY(pack.Child("img.bin").Delete());
     QVERIFY(!pack.Child("img.bin").Exists());
     QVERIFY(!pack.Child("img.bin").Delete());
@@ -174,6 +180,11 @@ void TstFiles::readingLines() {
     QVERIFY(QFile::link(dir.filePath("gone"), dir.filePath("dangling")));
     QVERIFY(!TextInputStream::Open(FolderItem(dir.filePath("dangling"))));
     QVERIFY(!TextInputStream::Open(FolderItem()));
+    // Not regular files: a FIFO would block the open, a device would read for ever.
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath("pipe.json")).constData(), 0600) == 0);
+    QVERIFY(!TextInputStream::Open(FolderItem(dir.filePath("pipe.json"))));
+    QVERIFY(QFile::link("/dev/zero", dir.filePath("zero.json")));
+    QVERIFY(!TextInputStream::Open(FolderItem(dir.filePath("zero.json"))));
 }
 
 void TstFiles::writing() {
