@@ -1,4 +1,84 @@
+#include "platform/FolderItem.h"
+#include "platform/Text.h"
 #include "window/EspWin.h"
 
-// Placeholder until this subsystem lands.
-void EspWin::LoadFlashCmd(FirmClass&, const FolderItem&) {}
+namespace {
+
+const QString kOpening = QStringLiteral("esptool.py --chip esp32 ");
+const QString kBackslash = QStringLiteral("\\");
+
+// The variant folder named by a manifest's path, or nil where it would lead out of the
+// manifest's folder: the scan reads and writes nothing outside the firmware tree. "\\" pairs
+// separate levels as they do for MakeCommand, so both find the same folder.
+FolderItem VariantFolder(const FolderItem& folder, const QString& path) {
+    const QString sub = ReplaceAll(path, QStringLiteral("\\\\"), QStringLiteral("/"));
+    const QStringList levels = sub.split(QLatin1Char('/'));
+    if (levels.contains(QStringLiteral("..")))
+        return FolderItem();
+    return folder.Child(sub);
+}
+
+// One continuation line of a command, backslashes gone. An address line keeps its address and
+// the first word behind it, which becomes a file of the variant folder.
+QString CommandPiece(const QString& line) {
+    if (Same(Left(line, 2), QStringLiteral("0x")))
+        return NthField(line, QStringLiteral(" "), 1) + QStringLiteral(" %PATH\\\\") +
+               NthField(line, QStringLiteral(" "), 2) + QLatin1Char(' ');
+    return line + QLatin1Char(' ');
+}
+
+} // namespace
+
+// Gives a type 1 record the flash commands of its variant's flash.sh. A folder without one gets
+// a script made from its image names for the time of this call.
+void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
+    const FolderItem variant = VariantFolder(folder, record.mPath);
+    if (variant.IsNil() || !variant.Exists())
+        return;
+    const FolderItem script = variant.Child(QStringLiteral("flash.sh"));
+    if (script.IsNil())
+        return;
+
+    bool generated = false;
+    if (!script.Exists()) {
+        if (!MakeFlashShell(script))
+            return;
+        generated = true;
+    }
+
+    const auto stream = TextInputStream::Open(script);
+    // A script made here that can't be read back is left for the user to look into.
+    if (!stream)
+        return;
+
+    // A window closed meanwhile stops the read, but a script made here still goes.
+    bool stop = false;
+    do {
+        const QString line = Trim(stream->ReadLine());
+        if (InStr(line, kOpening) == 1) {
+            // Mid from 11 drops "esptool.py" and keeps the blank behind it.
+            QString command = Mid(ReplaceAll(line, kBackslash, QString()) + QLatin1Char(' '), 11);
+            // ReadLine gives "" at the end of the file, so a command cut off there ends too.
+            for (;;) {
+                const QString next = ReplaceAll(Trim(stream->ReadLine()), kBackslash, QString());
+                if (next.isEmpty())
+                    break;
+                command += CommandPiece(next);
+                LetOtherEventsRun();
+                stop = IsClosed();
+                if (stop)
+                    break;
+            }
+            command = ReplaceAll(command, QStringLiteral("/dev/${port}"), QStringLiteral("%port"));
+            command = ReplaceAll(command, QStringLiteral("--baud 921600"), QStringLiteral("--baud %baud"));
+            command = ReplaceAll(command, QStringLiteral("--baud 750000"), QStringLiteral("--baud %baud"));
+            record.mCommand.append(command);
+        }
+        LetOtherEventsRun();
+        stop = stop || IsClosed();
+    } while (!stop && !stream->Eof());
+    stream->Close();
+
+    if (generated)
+        script.Delete();
+}

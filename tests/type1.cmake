@@ -1,0 +1,1 @@
+corvane_test(tst_flashscript tst_flashscript.cpp CatalogueSupport.h)
