@@ -6,7 +6,10 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <cerrno>
 #include <ctime>
+#include <fcntl.h>
+#include <unistd.h>
 #include <sys/stat.h>
 
 namespace {
@@ -56,18 +59,36 @@ FolderItem FolderItem::Parent() const {
     return FolderItem(QFileInfo(clean).absolutePath());
 }
 
-bool FolderItem::Exists() const { return !IsNil() && QFileInfo::exists(mPath); }
+// Plain stat calls: a catalogue walk asks these for every entry.
+bool FolderItem::Exists() const {
+    struct stat st {};
+    return !IsNil() && ::stat(QFile::encodeName(mPath).constData(), &st) == 0;
+}
 
-bool FolderItem::Directory() const { return !IsNil() && QFileInfo(mPath).isDir(); }
+bool FolderItem::Directory() const {
+    struct stat st {};
+    return !IsNil() && ::stat(QFile::encodeName(mPath).constData(), &st) == 0 && S_ISDIR(st.st_mode);
+}
 
 bool FolderItem::Visible() const {
     if (IsNil())
         return false;
-    const QFileInfo info(mPath);
-    return !info.fileName().startsWith(QLatin1Char('.')) && !info.isHidden();
+    const QString name = Name();
+    if (name.startsWith(QLatin1Char('.')))
+        return false;
+#ifdef Q_OS_MACOS
+    return !QFileInfo(mPath).isHidden();
+#else
+    return true;
+#endif
 }
 
-QString FolderItem::Name() const { return IsNil() ? QString() : QFileInfo(mPath).fileName(); }
+QString FolderItem::Name() const {
+    if (IsNil())
+        return QString();
+    const qsizetype slash = mPath.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? mPath : mPath.mid(slash + 1);
+}
 
 QString FolderItem::NativePath() const {
     return IsNil() ? QString() : QDir::toNativeSeparators(QFileInfo(mPath).absoluteFilePath());
@@ -180,17 +201,33 @@ QByteArray ReadFileBytes(const FolderItem& item, bool* ok) {
         *ok = false;
     if (item.IsNil())
         return QByteArray();
-    // Only regular files: a FIFO would block the open, a device read for ever.
+    // Only regular files: a FIFO would block, a device read for ever. Opened without blocking
+    // and tested on the open descriptor, so nothing can swap the file in between.
+    const int fd = ::open(QFile::encodeName(item.NativePath()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return QByteArray();
+    QByteArray bytes;
     struct stat st {};
-    if (::stat(QFile::encodeName(item.NativePath()).constData(), &st) != 0 || !S_ISREG(st.st_mode))
-        return QByteArray();
-    QFile file(item.NativePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    QByteArray bytes = file.readAll();
+    bool good = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    if (good) {
+        bytes.reserve(qsizetype(st.st_size));
+        char buffer[65536];
+        for (;;) {
+            const ssize_t n = ::read(fd, buffer, sizeof buffer);
+            if (n > 0) {
+                bytes.append(buffer, qsizetype(n));
+            } else if (n == 0) {
+                break;
+            } else if (errno != EINTR) {
+                good = false;
+                break;
+            }
+        }
+    }
+    ::close(fd);
     if (ok)
-        *ok = file.error() == QFileDevice::NoError;
-    return bytes;
+        *ok = good;
+    return good ? bytes : QByteArray();
 }
 
 std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
