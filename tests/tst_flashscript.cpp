@@ -1,14 +1,15 @@
 #include "CatalogueSupport.h"
+#include "Type1Support.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 using namespace TestSupport;
 using namespace CatalogueSupport;
+using namespace Type1Support;
 
 namespace {
 
@@ -75,26 +76,6 @@ QStringList Snapshot(const QString& path) {
     out.sort();
     return out;
 }
-
-// Closes the window if a read runs far too long: the readers' loops yield, so a loop that
-// doesn't end is stopped there and the case fails instead of hanging.
-class Watchdog {
-public:
-    Watchdog() {
-        mTimer.setSingleShot(true);
-        QObject::connect(&mTimer, &QTimer::timeout, &mTimer, [this] {
-            mFired = true;
-            if (EspWin* w = EspWin::Existing())
-                w->Close();
-        });
-        mTimer.start(60000);
-    }
-    bool Fired() const { return mFired; }
-
-private:
-    QTimer mTimer;
-    bool mFired = false;
-};
 
 } // namespace
 
