@@ -46,19 +46,16 @@ const QString kAddressMark = QStringLiteral("_0x");
 bool EspWin::MakeFlashShell(const FolderItem& file) {
     const FolderItem folder = file.Parent();
 
+    const QString own = file.Name();
     QString entries;
     for (int i = 1; i <= folder.Count(); ++i) {
         const FolderItem item = folder.Item(i);
-        if (item.IsNil())
-            continue;
         const QString name = item.Name();
         // Something listed under the script's own name that doesn't exist is a link to nowhere:
         // writing would follow it out of the folder, and it isn't ours to replace.
-        if (name == file.Name() && !file.Exists())
+        if (!item.IsNil() && name == own && !file.Exists())
             return false;
-        if (!item.Visible() || item.Directory())
-            continue;
-        if (InStr(name, kAddressMark) > 0) {
+        if (!item.IsNil() && item.Visible() && !item.Directory() && InStr(name, kAddressMark) > 0) {
             const QString address = NthField(NthField(name, kAddressMark, 2), QStringLiteral("."), 1);
             entries +=
                 QStringLiteral(" \\") + EndOfLine::Native() + QStringLiteral("0x") + address + QLatin1Char(' ') + name;
