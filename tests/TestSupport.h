@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -116,18 +117,24 @@ struct Pty {
     // The short name the port list shows, e.g. "pts/3".
     QString Name() const { return slavePath.mid(5); }
     SerialPort Port() const { return SerialPort{Name(), slavePath}; }
-    // Writes all of it, waiting for the line to take what the pty's buffer can't hold yet.
-    void Send(const QByteArray& bytes) const {
+    // Writes all of it, waiting for the line to take what the pty's buffer can't hold yet;
+    // gives up when nobody has read anything for ten seconds. True when all of it went.
+    bool Send(const QByteArray& bytes) const {
         qsizetype sent = 0;
+        QElapsedTimer stuck;
+        stuck.start();
         while (sent < bytes.size()) {
             const auto n = ::write(master, bytes.constData() + sent, size_t(bytes.size() - sent));
-            if (n > 0)
+            if (n > 0) {
                 sent += n;
-            else if (n < 0 && errno != EAGAIN && errno != EINTR)
-                return;
-            else
+                stuck.restart();
+            } else if ((n < 0 && errno != EAGAIN && errno != EINTR) || stuck.elapsed() > 10000) {
+                return false;
+            } else {
                 QTest::qWait(1);
+            }
         }
+        return true;
     }
     QByteArray Receive() const {
         QByteArray all;

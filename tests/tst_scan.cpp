@@ -397,13 +397,16 @@ void TstScan::demoCatalogue() {
     SeamRecorder seams;
     QVERIFY(QProcess::execute("cp", {"-r", CORVANE_DEMO_FIRMWARES, layout.Path("firmwares")}) == 0);
     EspWin* w = EspWin::Instance();
-    QCOMPARE(Rows(w->PrisetPM), (QStringList{"Example Blink (v1.0.0)", "Example Hello (v0.1.0)"}));
+    QCOMPARE(Rows(w->PrisetPM), (QStringList{"Example Blink (v1.0.0)", "Example Hello (v0.1.0)", "-",
+                                             "Example Multi Script (v1.0.0)", "Example Multi Generated (v1.0.0)"}));
     QCOMPARE(w->PrisetPM.ListIndex(), 0);
     QVERIFY2(w->InstallEF.Text().contains("verify_flash"), qPrintable(w->InstallEF.Text()));
 
-    // Every image a demo command names is there, and no command writes to the board.
+    // Every image a type 0 demo command names is there, and none of them writes to the board.
     int images = 0;
     for (const FirmRef& r : w->mFirm) {
+        if (r->mType != 0 || r->mName == "-")
+            continue;
         const QString folder = r->mFirmFolder.NativePath() + "/" + r->mPath + "/";
         for (const QString& command : r->mCommand) {
             QVERIFY(!command.contains("write_flash") && !command.contains("erase"));

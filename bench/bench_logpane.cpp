@@ -1,0 +1,85 @@
+// A log pane that grows to 200 MB: text arrives in 64 KB pieces through the event loop while a
+// 10 ms heartbeat records the longest stall; then the full pane is scrolled, typed into and cleared.
+// Run: QT_QPA_PLATFORM=offscreen build/bench/bench_logpane/bench_logpane [megabytes]
+
+#include "platform/Dialogs.h"
+#include "window/EspWin.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QKeyEvent>
+#include <QTimer>
+
+#include <cstdio>
+#include <sys/resource.h>
+
+namespace {
+
+long PeakMegabytes() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+double TimedMs(const std::function<void()>& step) {
+    QElapsedTimer clock;
+    clock.start();
+    step();
+    QCoreApplication::processEvents();
+    return double(clock.nsecsElapsed()) / 1e6;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    const qint64 megabytes = argc > 1 ? atoll(argv[1]) : 200;
+    QDir().mkpath(QCoreApplication::applicationDirPath() + "/firmwares");
+    Seams::SetBeep([] {});
+    EspWin* w = EspWin::Instance();
+    w->Show();
+
+    QByteArray line = "I (1234) wifi: station: 24:0a:c4:00:00:00 join, AID=1, bgn, 40U progress 42 %\r\n";
+    QString piece;
+    while (piece.size() < 64 * 1024)
+        piece += QString::fromLatin1(line);
+    const qint64 total = megabytes << 20;
+
+    qint64 appended = 0;
+    qint64 worstGap = 0;
+    QElapsedTimer beat;
+    beat.start();
+    QTimer heartbeat;
+    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
+        worstGap = std::max(worstGap, beat.restart());
+    });
+    heartbeat.start(10);
+    QTimer feeder;
+    QObject::connect(&feeder, &QTimer::timeout, &feeder, [&] {
+        w->rEF.AppendText(piece);
+        w->rEF.SetScrollPosition(10000);
+        appended += piece.size();
+        if (appended >= total)
+            QCoreApplication::quit();
+    });
+    QElapsedTimer clock;
+    clock.start();
+    feeder.start(0);
+    QCoreApplication::exec();
+    const double seconds = double(clock.nsecsElapsed()) / 1e9;
+    feeder.stop();
+
+    std::printf("pane: %lld MB appended in %.1f s (%.1f MB/s), %d lines on screen\n", appended >> 20, seconds,
+                double(appended >> 20) / seconds, w->rEF.LineCount());
+    std::printf("longest event-loop stall while it grew: %lld ms\n", worstGap);
+    std::printf("scroll to the top: %.1f ms, to line 10000: %.1f ms\n", TimedMs([&] { w->rEF.SetScrollPosition(0); }),
+                TimedMs([&] { w->rEF.SetScrollPosition(10000); }));
+    std::printf("a key typed at the end of the full pane: %.1f ms\n", TimedMs([&] {
+                    QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, "a");
+                    QApplication::sendEvent(w->rEF.Widget(), &press);
+                }));
+    std::printf("Clear: %.1f ms\n", TimedMs([&] { w->ScanBtn2_Action(); }));
+    std::printf("peak memory: %ld MB\n", PeakMegabytes());
+    return 0;
+}

@@ -1,0 +1,1 @@
+corvane_bench(bench_logpane bench_logpane.cpp)

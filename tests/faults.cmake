@@ -1,0 +1,1 @@
+corvane_test(tst_faults tst_faults.cpp)
