@@ -1,17 +1,25 @@
 #include "window/EspWin.h"
 
+namespace {
+
+// A folder adds the manifests below it; a single file may also be an image to package.
+void LoadDropped(EspWin& w, const FolderItem& f) {
+    if (f.Directory())
+        w.LoadFirmJsonFolder(f, false);
+    else
+        w.LoadFirmJsonFile(f, true);
+}
+
+} // namespace
+
 void EspWin::Event_DropObject(DragItem& d) {
     if (!d.FolderItemAvailable())
         return;
     mDropBin = int(mFirm.size()) - 1;
     do {
         const FolderItem f = d.Item();
-        if (!f.IsNil()) {
-            if (f.Directory())
-                LoadFirmJsonFolder(f, false);
-            else
-                LoadFirmJsonFile(f, true);
-        }
+        if (!f.IsNil())
+            LoadDropped(*this, f);
         if (IsClosed())
             return;
     } while (d.NextItem());
@@ -22,10 +30,7 @@ void EspWin::DoDropFile(const FolderItem& f) {
     if (f.IsNil())
         return;
     mDropBin = int(mFirm.size()) - 1;
-    if (f.Directory())
-        LoadFirmJsonFolder(f, false);
-    else
-        LoadFirmJsonFile(f, true);
+    LoadDropped(*this, f);
     if (IsClosed())
         return;
     MakeFirmPrisetPM();

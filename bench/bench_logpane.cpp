@@ -51,9 +51,7 @@ int main(int argc, char* argv[]) {
     QElapsedTimer beat;
     beat.start();
     QTimer heartbeat;
-    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
-        worstGap = std::max(worstGap, beat.restart());
-    });
+    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] { worstGap = std::max(worstGap, beat.restart()); });
     heartbeat.start(10);
     QTimer feeder;
     QObject::connect(&feeder, &QTimer::timeout, &feeder, [&] {

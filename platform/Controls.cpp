@@ -1,8 +1,8 @@
 #include "platform/Controls.h"
 
 #include <QCheckBox>
-#include <QFontMetrics>
 #include <QComboBox>
+#include <QFontMetrics>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
@@ -29,11 +29,17 @@ Control::~Control() {
     delete widget.data();
 }
 
-bool Control::Parked() const { return mLeft + mWidth <= 0 || mTop + mHeight <= 0; }
+bool Control::Parked() const {
+    return mLeft + mWidth <= 0 || mTop + mHeight <= 0;
+}
 
-bool Control::Enabled() const { return mWidget->isEnabled(); }
+bool Control::Enabled() const {
+    return mWidget->isEnabled();
+}
 
-void Control::SetEnabled(bool enabled) { mWidget->setEnabled(enabled); }
+void Control::SetEnabled(bool enabled) {
+    mWidget->setEnabled(enabled);
+}
 
 void Control::SetVisible(bool visible) {
     mVisible = visible;
@@ -55,7 +61,9 @@ Label::Label() : Control(new QLabel), mLabel(static_cast<QLabel*>(Widget())) {
     mLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
 }
 
-QString Label::Text() const { return mLabel->text(); }
+QString Label::Text() const {
+    return mLabel->text();
+}
 
 void Label::SetText(const QString& text) {
     mLabel->setText(text);
@@ -72,9 +80,13 @@ PushButton::PushButton() : Control(new QPushButton), mButton(static_cast<QPushBu
     connect(mButton, &QPushButton::clicked, this, &PushButton::Action);
 }
 
-QString PushButton::Caption() const { return mButton->text(); }
+QString PushButton::Caption() const {
+    return mButton->text();
+}
 
-void PushButton::SetCaption(const QString& caption) { mButton->setText(caption); }
+void PushButton::SetCaption(const QString& caption) {
+    mButton->setText(caption);
+}
 
 void PushButton::Push() {
     if (mButton->isEnabled())
@@ -83,13 +95,21 @@ void PushButton::Push() {
 
 CheckBox::CheckBox() : Control(new QCheckBox), mBox(static_cast<QCheckBox*>(Widget())) {}
 
-QString CheckBox::Caption() const { return mBox->text(); }
+QString CheckBox::Caption() const {
+    return mBox->text();
+}
 
-void CheckBox::SetCaption(const QString& caption) { mBox->setText(caption); }
+void CheckBox::SetCaption(const QString& caption) {
+    mBox->setText(caption);
+}
 
-bool CheckBox::Value() const { return mBox->isChecked(); }
+bool CheckBox::Value() const {
+    return mBox->isChecked();
+}
 
-void CheckBox::SetValue(bool ticked) { mBox->setChecked(ticked); }
+void CheckBox::SetValue(bool ticked) {
+    mBox->setChecked(ticked);
+}
 
 // ---- PopupMenu ----
 
@@ -103,7 +123,9 @@ PopupMenu::PopupMenu() : Control(new QComboBox), mCombo(static_cast<QComboBox*>(
     connect(mCombo, &QComboBox::currentIndexChanged, this, &PopupMenu::Change);
 }
 
-void PopupMenu::AddRow(const QString& text) { AddRows(QStringList{text}); }
+void PopupMenu::AddRow(const QString& text) {
+    AddRows(QStringList{text});
+}
 
 void PopupMenu::AddRows(const QStringList& texts) {
     if (texts.isEmpty())
@@ -121,9 +143,13 @@ void PopupMenu::DeleteAllRows() {
     mCombo->clear();
 }
 
-int PopupMenu::ListCount() const { return mCombo->count(); }
+int PopupMenu::ListCount() const {
+    return mCombo->count();
+}
 
-int PopupMenu::ListIndex() const { return mCombo->currentIndex(); }
+int PopupMenu::ListIndex() const {
+    return mCombo->currentIndex();
+}
 
 void PopupMenu::SetListIndex(int index) {
     if (index < -1 || index >= mCombo->count())
@@ -131,9 +157,13 @@ void PopupMenu::SetListIndex(int index) {
     mCombo->setCurrentIndex(index);
 }
 
-QString PopupMenu::List(int row) const { return mCombo->itemText(row); }
+QString PopupMenu::List(int row) const {
+    return mCombo->itemText(row);
+}
 
-QString PopupMenu::Text() const { return mCombo->currentIndex() < 0 ? QString() : mCombo->currentText(); }
+QString PopupMenu::Text() const {
+    return mCombo->currentIndex() < 0 ? QString() : mCombo->currentText();
+}
 
 // ---- TextArea ----
 
@@ -170,7 +200,9 @@ TextArea::TextArea() : Control(new KeyedEdit(this)), mEdit(static_cast<QPlainTex
     connect(mEdit, &QPlainTextEdit::textChanged, this, &TextArea::UserEdited);
 }
 
-QString TextArea::Text() const { return mExact ? mText : mEdit->toPlainText(); }
+QString TextArea::Text() const {
+    return mExact ? mText : mEdit->toPlainText();
+}
 
 void TextArea::SetText(const QString& text) {
     if (Text() == text)
@@ -256,14 +288,18 @@ void TextArea::UserEdited() {
     emit TextChange();
 }
 
-int TextArea::ScrollPosition() const { return mEdit->verticalScrollBar()->value(); }
+int TextArea::ScrollPosition() const {
+    return mEdit->verticalScrollBar()->value();
+}
 
 void TextArea::SetScrollPosition(int line) {
     QScrollBar* bar = mEdit->verticalScrollBar();
     bar->setValue(qBound(bar->minimum(), line, bar->maximum()));
 }
 
-int TextArea::LineCount() const { return mEdit->document()->blockCount(); }
+int TextArea::LineCount() const {
+    return mEdit->document()->blockCount();
+}
 
 void TextArea::SetBackColor(const QColor& color) {
     mBackColor = color;
@@ -272,13 +308,21 @@ void TextArea::SetBackColor(const QColor& color) {
     mEdit->setPalette(palette);
 }
 
-bool TextArea::ReadOnly() const { return mEdit->isReadOnly(); }
+bool TextArea::ReadOnly() const {
+    return mEdit->isReadOnly();
+}
 
-void TextArea::SetReadOnly(bool readOnly) { mEdit->setReadOnly(readOnly); }
+void TextArea::SetReadOnly(bool readOnly) {
+    mEdit->setReadOnly(readOnly);
+}
 
-void TextArea::SetKeyDownHandler(std::function<bool(const QString&)> handler) { mKeyDown = std::move(handler); }
+void TextArea::SetKeyDownHandler(std::function<bool(const QString&)> handler) {
+    mKeyDown = std::move(handler);
+}
 
-bool TextArea::KeyDown(const QString& key) { return mKeyDown ? mKeyDown(key) : false; }
+bool TextArea::KeyDown(const QString& key) {
+    return mKeyDown ? mKeyDown(key) : false;
+}
 
 // ---- TextField ----
 
@@ -286,7 +330,9 @@ TextField::TextField() : Control(new QLineEdit), mLine(static_cast<QLineEdit*>(W
     connect(mLine, &QLineEdit::textChanged, this, &TextField::TextChange);
 }
 
-QString TextField::Text() const { return mLine->text(); }
+QString TextField::Text() const {
+    return mLine->text();
+}
 
 void TextField::SetText(const QString& text) {
     if (mLine->text() != text)
@@ -427,10 +473,18 @@ void Listbox::SetListIndex(int row) {
         mTable->selectRow(row);
 }
 
-int Listbox::ListCount() const { return mTable->rowCount(); }
+int Listbox::ListCount() const {
+    return mTable->rowCount();
+}
 
-int Listbox::LastIndex() const { return mTable->rowCount() - 1; }
+int Listbox::LastIndex() const {
+    return mTable->rowCount() - 1;
+}
 
-void Listbox::SetBackgroundPainter(std::function<bool(Graphics&, int, int)> painter) { mPainter = std::move(painter); }
+void Listbox::SetBackgroundPainter(std::function<bool(Graphics&, int, int)> painter) {
+    mPainter = std::move(painter);
+}
 
-bool Listbox::PaintBackground(Graphics& g, int row, int column) { return mPainter ? mPainter(g, row, column) : false; }
+bool Listbox::PaintBackground(Graphics& g, int row, int column) {
+    return mPainter ? mPainter(g, row, column) : false;
+}

@@ -66,11 +66,21 @@ FolderItem OpenDialog::ShowModal() {
 }
 
 namespace Seams {
-void SetSelectFolder(std::function<FolderItem()> answer) { gSelectFolder = std::move(answer); }
-void SetOpenDialog(std::function<FolderItem(const OpenDialog&)> answer) { gOpenDialog = std::move(answer); }
-void SetMsgBox(std::function<void(const QString&)> answer) { gMsgBox = std::move(answer); }
-void SetBeep(std::function<void()> sound) { gBeep = std::move(sound); }
-void SetSerialPorts(std::function<QList<SerialPort>()> ports) { SeamsDetail::SerialPortSource() = std::move(ports); }
+void SetSelectFolder(std::function<FolderItem()> answer) {
+    gSelectFolder = std::move(answer);
+}
+void SetOpenDialog(std::function<FolderItem(const OpenDialog&)> answer) {
+    gOpenDialog = std::move(answer);
+}
+void SetMsgBox(std::function<void(const QString&)> answer) {
+    gMsgBox = std::move(answer);
+}
+void SetBeep(std::function<void()> sound) {
+    gBeep = std::move(sound);
+}
+void SetSerialPorts(std::function<QList<SerialPort>()> ports) {
+    SeamsDetail::SerialPortSource() = std::move(ports);
+}
 void Reset() {
     gSelectFolder = nullptr;
     gOpenDialog = nullptr;

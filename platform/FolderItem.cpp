@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
-#include <unistd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -114,7 +114,9 @@ QString FolderItem::ShellPath() const {
     return out;
 }
 
-QString FolderItem::CanonicalPath() const { return IsNil() ? QString() : QFileInfo(mPath).canonicalFilePath(); }
+QString FolderItem::CanonicalPath() const {
+    return IsNil() ? QString() : QFileInfo(mPath).canonicalFilePath();
+}
 
 QDateTime FolderItem::ModificationDate() const {
     return IsNil() ? QDateTime() : QFileInfo(mPath).lastModified().toLocalTime();
@@ -136,13 +138,15 @@ const QStringList& FolderItem::Entries() const {
     const bool settled = NowNs() - stamp > 200'000'000LL;
     if (!settled || stamp != mListing->stamp) {
         mListing->stamp = stamp;
-        mListing->names = QDir(mPath).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                                                QDir::Name);
+        mListing->names =
+            QDir(mPath).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
     }
     return mListing->names;
 }
 
-int FolderItem::Count() const { return int(Entries().size()); }
+int FolderItem::Count() const {
+    return int(Entries().size());
+}
 
 FolderItem FolderItem::Item(int i) const {
     const QStringList& names = Entries();
@@ -151,7 +155,9 @@ FolderItem FolderItem::Item(int i) const {
     return FolderItem(mPath + QLatin1Char('/') + names.at(i - 1));
 }
 
-bool FolderItem::CreateAsFolder() const { return !IsNil() && QDir().mkpath(mPath); }
+bool FolderItem::CreateAsFolder() const {
+    return !IsNil() && QDir().mkpath(mPath);
+}
 
 bool FolderItem::CopyFileTo(const FolderItem& folder) const {
     if (IsNil() || folder.IsNil() || !folder.Directory())

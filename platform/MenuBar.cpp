@@ -33,21 +33,45 @@ void RunEdit(MenuBar::EditCommand command) {
     QWidget* focus = QApplication::focusWidget();
     if (auto* edit = qobject_cast<QPlainTextEdit*>(focus)) {
         switch (command) {
-        case MenuBar::EditCommand::Undo: edit->undo(); break;
-        case MenuBar::EditCommand::Cut: edit->cut(); break;
-        case MenuBar::EditCommand::Copy: edit->copy(); break;
-        case MenuBar::EditCommand::Paste: edit->paste(); break;
-        case MenuBar::EditCommand::Clear: edit->textCursor().removeSelectedText(); break;
-        case MenuBar::EditCommand::SelectAll: edit->selectAll(); break;
+        case MenuBar::EditCommand::Undo:
+            edit->undo();
+            break;
+        case MenuBar::EditCommand::Cut:
+            edit->cut();
+            break;
+        case MenuBar::EditCommand::Copy:
+            edit->copy();
+            break;
+        case MenuBar::EditCommand::Paste:
+            edit->paste();
+            break;
+        case MenuBar::EditCommand::Clear:
+            edit->textCursor().removeSelectedText();
+            break;
+        case MenuBar::EditCommand::SelectAll:
+            edit->selectAll();
+            break;
         }
     } else if (auto* line = qobject_cast<QLineEdit*>(focus)) {
         switch (command) {
-        case MenuBar::EditCommand::Undo: line->undo(); break;
-        case MenuBar::EditCommand::Cut: line->cut(); break;
-        case MenuBar::EditCommand::Copy: line->copy(); break;
-        case MenuBar::EditCommand::Paste: line->paste(); break;
-        case MenuBar::EditCommand::Clear: line->del(); break;
-        case MenuBar::EditCommand::SelectAll: line->selectAll(); break;
+        case MenuBar::EditCommand::Undo:
+            line->undo();
+            break;
+        case MenuBar::EditCommand::Cut:
+            line->cut();
+            break;
+        case MenuBar::EditCommand::Copy:
+            line->copy();
+            break;
+        case MenuBar::EditCommand::Paste:
+            line->paste();
+            break;
+        case MenuBar::EditCommand::Clear:
+            line->del();
+            break;
+        case MenuBar::EditCommand::SelectAll:
+            line->selectAll();
+            break;
         }
     }
 }
@@ -94,7 +118,9 @@ void MenuBar::AddSeparator(const QString& menu, const QString& name) {
     d->entries.push_back({menu, name, QStringLiteral("-"), QString(), Entry::Separator, nullptr, EditCommand::Undo});
 }
 
-QStringList MenuBar::MenuNames() const { return d->menus; }
+QStringList MenuBar::MenuNames() const {
+    return d->menus;
+}
 
 QStringList MenuBar::ItemNames(const QString& menu) const {
     QStringList names;
@@ -122,10 +148,16 @@ bool MenuBar::Trigger(const QString& name) {
     if (!e)
         return false;
     switch (e->kind) {
-    case Entry::Command: return e->action ? e->action() : false;
-    case Entry::Edit: RunEdit(e->edit); return true;
-    case Entry::Quit: QCoreApplication::quit(); return true;
-    case Entry::Separator: return false;
+    case Entry::Command:
+        return e->action ? e->action() : false;
+    case Entry::Edit:
+        RunEdit(e->edit);
+        return true;
+    case Entry::Quit:
+        QCoreApplication::quit();
+        return true;
+    case Entry::Separator:
+        return false;
     }
     return false;
 }
@@ -150,7 +182,8 @@ QMenuBar* MenuBar::BuildWidget(QWidget* parent) const {
             const MenuBar* self = this;
             if (e.kind == Entry::Quit)
                 action->setMenuRole(QAction::QuitRole);
-            QObject::connect(action, &QAction::triggered, bar, [self, name] { const_cast<MenuBar*>(self)->Trigger(name); });
+            QObject::connect(action, &QAction::triggered, bar,
+                             [self, name] { const_cast<MenuBar*>(self)->Trigger(name); });
         }
     }
     return bar;

@@ -24,7 +24,9 @@ QList<SerialPort> MachinePorts() {
 
 namespace System {
 
-int SerialPortCount() { return int(MachinePorts().size()); }
+int SerialPortCount() {
+    return int(MachinePorts().size());
+}
 
 SerialPort SerialPortAt(int index) {
     const QList<SerialPort> ports = MachinePorts();
@@ -43,7 +45,9 @@ QString DevicePath(const QString& name) {
 
 Serial::Serial() = default;
 
-Serial::~Serial() { Close(); }
+Serial::~Serial() {
+    Close();
+}
 
 bool Serial::Open() {
     Close();
@@ -92,9 +96,13 @@ void Serial::Close() {
     mPort = nullptr;
 }
 
-bool Serial::IsOpen() const { return mPort && mPort->isOpen(); }
+bool Serial::IsOpen() const {
+    return mPort && mPort->isOpen();
+}
 
-QString Serial::ReadAll() { return mPort ? QString::fromLatin1(mPort->readAll()) : QString(); }
+QString Serial::ReadAll() {
+    return mPort ? QString::fromLatin1(mPort->readAll()) : QString();
+}
 
 void Serial::Flush() {
     if (mPort)

@@ -7,7 +7,9 @@
 
 Shell::Shell() = default;
 
-Shell::~Shell() { Kill(); }
+Shell::~Shell() {
+    Kill();
+}
 
 void Shell::Execute(const QString& command) {
     // One run at a time: a busy shell keeps its run.
@@ -30,15 +32,25 @@ void Shell::Execute(const QString& command) {
     mProcess->start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command});
 }
 
-void Shell::Finished() { emit Completed(); }
+void Shell::Finished() {
+    emit Completed();
+}
 
-QByteArray Shell::ReadAllBytes() { return mProcess ? mProcess->readAll() : QByteArray(); }
+QByteArray Shell::ReadAllBytes() {
+    return mProcess ? mProcess->readAll() : QByteArray();
+}
 
-QString Shell::ReadAll() { return QString::fromUtf8(ReadAllBytes()); }
+QString Shell::ReadAll() {
+    return QString::fromUtf8(ReadAllBytes());
+}
 
-bool Shell::IsRunning() const { return mProcess && mProcess->state() != QProcess::NotRunning; }
+bool Shell::IsRunning() const {
+    return mProcess && mProcess->state() != QProcess::NotRunning;
+}
 
-qint64 Shell::ProcessId() const { return mProcess ? mProcess->processId() : 0; }
+qint64 Shell::ProcessId() const {
+    return mProcess ? mProcess->processId() : 0;
+}
 
 void Shell::Kill() {
     if (!IsRunning())

@@ -16,9 +16,13 @@ Qt::CaseSensitivity CaseFor(const QString& find) {
 
 } // namespace
 
-bool Same(const QString& a, const QString& b) { return a.compare(b, Qt::CaseInsensitive) == 0; }
+bool Same(const QString& a, const QString& b) {
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
 
-int InStr(const QString& s, const QString& find) { return InStr(1, s, find); }
+int InStr(const QString& s, const QString& find) {
+    return InStr(1, s, find);
+}
 
 int InStr(int start, const QString& s, const QString& find) {
     if (start < 1)
@@ -27,7 +31,9 @@ int InStr(int start, const QString& s, const QString& find) {
     return at < 0 ? 0 : int(at + 1);
 }
 
-int InStrB(const QString& s, const QString& find) { return InStrB(1, s, find); }
+int InStrB(const QString& s, const QString& find) {
+    return InStrB(1, s, find);
+}
 
 int InStrB(int start, const QString& s, const QString& find) {
     if (start < 1)
@@ -82,13 +88,21 @@ QString Mid(const QString& s, int start, int length) {
     return s.mid(start - 1, length);
 }
 
-QString Left(const QString& s, int n) { return n <= 0 ? QString() : s.left(n); }
+QString Left(const QString& s, int n) {
+    return n <= 0 ? QString() : s.left(n);
+}
 
-QString Right(const QString& s, int n) { return n <= 0 ? QString() : s.right(n); }
+QString Right(const QString& s, int n) {
+    return n <= 0 ? QString() : s.right(n);
+}
 
-int Len(const QString& s) { return int(s.size()); }
+int Len(const QString& s) {
+    return int(s.size());
+}
 
-QString Trim(const QString& s) { return s.trimmed(); }
+QString Trim(const QString& s) {
+    return s.trimmed();
+}
 
 QString Replace(const QString& s, const QString& find, const QString& repl) {
     if (find.isEmpty())
@@ -158,7 +172,9 @@ double Val(const QString& s) {
     return std::strtod(QByteArray(begin, int(p - begin)).constData(), nullptr);
 }
 
-QString Str(long long n) { return QString::number(n); }
+QString Str(long long n) {
+    return QString::number(n);
+}
 
 QString Str(long long n, const QString& format) {
     // Only zero padding is used: the number of zeros is the least number of digits.
@@ -178,5 +194,7 @@ QString Native() {
     return QStringLiteral("\n");
 #endif
 }
-QString Windows() { return QStringLiteral("\r\n"); }
+QString Windows() {
+    return QStringLiteral("\r\n");
+}
 } // namespace EndOfLine

@@ -30,7 +30,9 @@ double Val(const QString& s);
 QString Str(long long n);
 QString Str(long long n, const QString& format);
 
-template <typename T> T Min(T a, T b) { return b < a ? b : a; }
+template <typename T> T Min(T a, T b) {
+    return b < a ? b : a;
+}
 
 namespace EndOfLine {
 QString Native();

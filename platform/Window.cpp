@@ -16,7 +16,9 @@
 
 DragItem::DragItem(QList<QUrl> urls) : mUrls(std::move(urls)) {}
 
-bool DragItem::FolderItemAvailable() const { return mIndex < mUrls.size() && mUrls.at(mIndex).isLocalFile(); }
+bool DragItem::FolderItemAvailable() const {
+    return mIndex < mUrls.size() && mUrls.at(mIndex).isLocalFile();
+}
 
 FolderItem DragItem::Item() const {
     if (!FolderItemAvailable())
@@ -119,7 +121,9 @@ Window::Window() : mMain(new Host(this)), mContent(new Content(this)) {
     mMain->setAcceptDrops(true);
 }
 
-Window::~Window() { delete mMain; }
+Window::~Window() {
+    delete mMain;
+}
 
 void Window::Apply(const WindowSettings& settings) {
     mSettings = settings;
@@ -127,7 +131,8 @@ void Window::Apply(const WindowSettings& settings) {
     mContent->setMinimumSize(settings.MinWidth, settings.MinHeight);
     mContent->setMaximumSize(settings.MaxWidth, settings.MaxHeight);
     mContent->resize(settings.Width, settings.Height);
-    mMain->resize(settings.Width, settings.Height + (mMain->menuWidget() ? mMain->menuWidget()->sizeHint().height() : 0));
+    mMain->resize(settings.Width,
+                  settings.Height + (mMain->menuWidget() ? mMain->menuWidget()->sizeHint().height() : 0));
 }
 
 void Window::Place(Control& control, const QString& name, int left, int top, int width, int height, int locks,
@@ -198,17 +203,29 @@ void Window::Show() {
     mMain->activateWindow();
 }
 
-void Window::Close() { mMain->close(); }
+void Window::Close() {
+    mMain->close();
+}
 
-bool Window::IsVisible() const { return mMain->isVisible(); }
+bool Window::IsVisible() const {
+    return mMain->isVisible();
+}
 
-bool Window::IsActive() const { return mMain->isActiveWindow(); }
+bool Window::IsActive() const {
+    return mMain->isActiveWindow();
+}
 
-QString Window::Title() const { return mMain->windowTitle(); }
+QString Window::Title() const {
+    return mMain->windowTitle();
+}
 
-int Window::Width() const { return mContent->width(); }
+int Window::Width() const {
+    return mContent->width();
+}
 
-int Window::Height() const { return mContent->height(); }
+int Window::Height() const {
+    return mContent->height();
+}
 
 void Window::Resize(int width, int height) {
     const int extra = mMain->height() - mContent->height();
@@ -217,7 +234,9 @@ void Window::Resize(int width, int height) {
                      std::clamp(height, mSettings.MinHeight, mSettings.MaxHeight));
 }
 
-void Window::AcceptFileDrop(const QString&) { mAcceptDrops = true; }
+void Window::AcceptFileDrop(const QString&) {
+    mAcceptDrops = true;
+}
 
 bool Window::HandleDrop(const QMimeData* data) {
     if (!mAcceptDrops || !data || !data->hasUrls())

@@ -7,11 +7,17 @@ namespace {
 int gNesting = 0;
 }
 
-NestedEventScope::NestedEventScope() { ++gNesting; }
+NestedEventScope::NestedEventScope() {
+    ++gNesting;
+}
 
-NestedEventScope::~NestedEventScope() { --gNesting; }
+NestedEventScope::~NestedEventScope() {
+    --gNesting;
+}
 
-bool InNestedEvents() { return gNesting > 0; }
+bool InNestedEvents() {
+    return gNesting > 0;
+}
 
 bool LetOtherEventsRun() {
     static QElapsedTimer since;

@@ -24,7 +24,9 @@
 namespace TestSupport {
 
 // The application folder of a test program is the folder that holds it.
-inline QString AppFolder() { return QCoreApplication::applicationDirPath(); }
+inline QString AppFolder() {
+    return QCoreApplication::applicationDirPath();
+}
 
 inline bool WriteFile(const QString& path, const QByteArray& bytes) {
     QDir().mkpath(QFileInfo(path).absolutePath());

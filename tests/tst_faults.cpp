@@ -50,10 +50,23 @@ void TstFaults::manifestsChangeDuringWalk() {
         for (int i = count / 2; i < count; ++i) {
             const QString path = dir.filePath(QString("m%1.json").arg(i, 5, 10, QChar('0')));
             switch ((i + round) % 4) {
-            case 0: QFile::remove(path); break;
-            case 1: QFile::remove(path); QDir().mkpath(path); break;
-            case 2: QDir(path).removeRecursively(); QFile::remove(path); QFile::link(path + ".gone", path); break;
-            case 3: QDir(path).removeRecursively(); QFile::remove(path); WriteFile(path, "{\n\"name\": \"x\""); break;
+            case 0:
+                QFile::remove(path);
+                break;
+            case 1:
+                QFile::remove(path);
+                QDir().mkpath(path);
+                break;
+            case 2:
+                QDir(path).removeRecursively();
+                QFile::remove(path);
+                QFile::link(path + ".gone", path);
+                break;
+            case 3:
+                QDir(path).removeRecursively();
+                QFile::remove(path);
+                WriteFile(path, "{\n\"name\": \"x\"");
+                break;
             }
         }
     });

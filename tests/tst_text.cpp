@@ -21,16 +21,26 @@ void TstText::fields_data() {
     QTest::addColumn<QString>("field");
     QTest::addColumn<int>("count");
 
-    QTest::newRow("first") << "a,b,c" << "," << 1 << "a" << 3;
-    QTest::newRow("middle") << "a,b,c" << "," << 2 << "b" << 3;
-    QTest::newRow("past the last") << "a,b,c" << "," << 4 << "" << 3;
-    QTest::newRow("sep absent, n=1 is all") << "abc" << "," << 1 << "abc" << 1;
-    QTest::newRow("sep absent, n=2 is empty") << "abc" << "," << 2 << "" << 1;
-    QTest::newRow("case ignored") << "oneXSEPtwo" << "xsep" << 2 << "two" << 2;
-    QTest::newRow("multi-char sep") << "\"a\": \"b\": c" << "\": " << 2 << "\"b" << 3;
-    QTest::newRow("empty fields") << ",," << "," << 2 << "" << 3;
-    QTest::newRow("empty string") << "" << "," << 1 << "" << 1;
-    QTest::newRow("non-ASCII") << "ä_0xé_0xö" << "_0X" << 2 << "é" << 3;
+    QTest::newRow("first") << "a,b,c"
+                           << "," << 1 << "a" << 3;
+    QTest::newRow("middle") << "a,b,c"
+                            << "," << 2 << "b" << 3;
+    QTest::newRow("past the last") << "a,b,c"
+                                   << "," << 4 << "" << 3;
+    QTest::newRow("sep absent, n=1 is all") << "abc"
+                                            << "," << 1 << "abc" << 1;
+    QTest::newRow("sep absent, n=2 is empty") << "abc"
+                                              << "," << 2 << "" << 1;
+    QTest::newRow("case ignored") << "oneXSEPtwo"
+                                  << "xsep" << 2 << "two" << 2;
+    QTest::newRow("multi-char sep") << "\"a\": \"b\": c"
+                                    << "\": " << 2 << "\"b" << 3;
+    QTest::newRow("empty fields") << ",,"
+                                  << "," << 2 << "" << 3;
+    QTest::newRow("empty string") << ""
+                                  << "," << 1 << "" << 1;
+    QTest::newRow("non-ASCII") << "ä_0xé_0xö"
+                               << "_0X" << 2 << "é" << 3;
 }
 
 void TstText::fields() {

@@ -22,24 +22,42 @@ constexpr int L = LockLeft, T = LockTop, R = LockRight, B = LockBottom;
 
 // The on-screen and parked controls, in creation order.
 const Expected kControls[] = {
-    {"tooltypePM", 30, -143, 107, 20, L | T, 0},   {"Label1", 0, 7, 75, 20, L | T, 1},
-    {"StartPB", 426, 254, 80, 20, T | R, 2},       {"rEF", 0, 286, 512, 172, L | T | R | B, 3},
-    {"UploadEF", 20, -77, 334, 45, L | T | R, 4},  {"Label2", 0, 56, 75, 20, L | T, 5},
-    {"Label3", -10, -260, 75, 20, L | T, 6},       {"SelectPB", 412, -193, 80, 20, T | R, 8},
-    {"EspToolEF", 80, 7, 334, 45, L | T | R, 10},  {"Label5", 0, 146, 75, 20, L | T, 11},
-    {"BaudPM", 80, 84, 80, 20, L | T, 12},         {"BitsPM", 262, -109, 50, 20, 0, 13},
-    {"ConnectPB", 422, 83, 80, 20, R, 14},         {"CtsCB", 443, -123, 50, 20, R, 15},
-    {"DtrCB", 443, -103, 50, 20, R, 16},           {"ParityPM", 317, -109, 50, 20, 0, 17},
-    {"PortPM", 80, 58, 331, 20, L | R, 18},        {"ScanBtn", 422, 57, 80, 20, T | R, 19},
-    {"StopPM", 372, -109, 50, 20, 0, 20},          {"XonCB", 443, -143, 50, 20, R, 21},
-    {"Label7", -216, 114, 75, 20, L | T, 23},      {"ResetEF", -136, 113, 105, 22, L | T, 24},
-    {"Label9", 0, 83, 75, 20, L | T, 27},          {"InstallEF", 80, 145, 334, 133, L | T | R, 28},
-    {"SelectESPPB", 422, 7, 80, 20, T | R, 29},    {"Label8", 244, 83, 75, 20, L | T, 30},
-    {"ulb", 70, -259, 334, 91, L | T, 31},         {"DeletePB", 412, -241, 80, 20, T | R, 32},
-    {"AddressEF", 379, -54, 88, 22, L | T, 26},    {"PrisetPM", 80, 114, 330, 20, L | T | R, 33},
-    {"Label4", 0, 114, 75, 20, L | T, 34},         {"AbsoluteCB", -153, 81, 122, 20, L | T, 35},
-    {"firmfolderBtn", 422, 114, 80, 20, T | R, 36}, {"SerialBB", 192, -145, 120, 22, L | T, 38},
-    {"BaudPMs", 329, 84, 80, 20, L | T, 39},       {"ScanBtn2", 0, 457, 65, 20, L | B, 40},
+    {"tooltypePM", 30, -143, 107, 20, L | T, 0},
+    {"Label1", 0, 7, 75, 20, L | T, 1},
+    {"StartPB", 426, 254, 80, 20, T | R, 2},
+    {"rEF", 0, 286, 512, 172, L | T | R | B, 3},
+    {"UploadEF", 20, -77, 334, 45, L | T | R, 4},
+    {"Label2", 0, 56, 75, 20, L | T, 5},
+    {"Label3", -10, -260, 75, 20, L | T, 6},
+    {"SelectPB", 412, -193, 80, 20, T | R, 8},
+    {"EspToolEF", 80, 7, 334, 45, L | T | R, 10},
+    {"Label5", 0, 146, 75, 20, L | T, 11},
+    {"BaudPM", 80, 84, 80, 20, L | T, 12},
+    {"BitsPM", 262, -109, 50, 20, 0, 13},
+    {"ConnectPB", 422, 83, 80, 20, R, 14},
+    {"CtsCB", 443, -123, 50, 20, R, 15},
+    {"DtrCB", 443, -103, 50, 20, R, 16},
+    {"ParityPM", 317, -109, 50, 20, 0, 17},
+    {"PortPM", 80, 58, 331, 20, L | R, 18},
+    {"ScanBtn", 422, 57, 80, 20, T | R, 19},
+    {"StopPM", 372, -109, 50, 20, 0, 20},
+    {"XonCB", 443, -143, 50, 20, R, 21},
+    {"Label7", -216, 114, 75, 20, L | T, 23},
+    {"ResetEF", -136, 113, 105, 22, L | T, 24},
+    {"Label9", 0, 83, 75, 20, L | T, 27},
+    {"InstallEF", 80, 145, 334, 133, L | T | R, 28},
+    {"SelectESPPB", 422, 7, 80, 20, T | R, 29},
+    {"Label8", 244, 83, 75, 20, L | T, 30},
+    {"ulb", 70, -259, 334, 91, L | T, 31},
+    {"DeletePB", 412, -241, 80, 20, T | R, 32},
+    {"AddressEF", 379, -54, 88, 22, L | T, 26},
+    {"PrisetPM", 80, 114, 330, 20, L | T | R, 33},
+    {"Label4", 0, 114, 75, 20, L | T, 34},
+    {"AbsoluteCB", -153, 81, 122, 20, L | T, 35},
+    {"firmfolderBtn", 422, 114, 80, 20, T | R, 36},
+    {"SerialBB", 192, -145, 120, 22, L | T, 38},
+    {"BaudPMs", 329, 84, 80, 20, L | T, 39},
+    {"ScanBtn2", 0, 457, 65, 20, L | B, 40},
     {"AutoConnectCB", 77, 457, 299, 20, L | B, 41},
 };
 
@@ -187,12 +205,12 @@ void TstWindow::toolSearch_data() {
     const QStringList resources{"Corvane.app/Contents/Resources"};
     QTest::newRow("in the bundle") << QStringList{"Corvane.app/Contents/Resources/esptool", "esptool/esptool"}
                                    << resources << "Corvane.app/Contents/Resources/esptool";
-    QTest::newRow("folder esptool beside") << QStringList{"esptool/esptool", "tools/esptool"} << resources
-                                           << "esptool/esptool";
+    QTest::newRow("folder esptool beside")
+        << QStringList{"esptool/esptool", "tools/esptool"} << resources << "esptool/esptool";
     QTest::newRow("folder tools beside") << QStringList{"tools/esptool"} << resources << "tools/esptool";
     QTest::newRow("nowhere") << QStringList{} << resources << "";
-    QTest::newRow("bundle of another name") << QStringList{"Other.app/Contents/Resources/esptool", "tools/esptool"}
-                                            << QStringList{} << "";
+    QTest::newRow("bundle of another name")
+        << QStringList{"Other.app/Contents/Resources/esptool", "tools/esptool"} << QStringList{} << "";
     QTest::newRow("bundle without Resources") << QStringList{"tools/esptool"} << QStringList{"Corvane.app"} << "";
 }
 

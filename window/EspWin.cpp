@@ -15,7 +15,9 @@ EspWin* EspWin::Instance() {
     return sInstance;
 }
 
-EspWin* EspWin::Existing() { return sInstance; }
+EspWin* EspWin::Existing() {
+    return sInstance;
+}
 
 EspWin::EspWin() {
     // Field defaults are in place by now; then the window, the controls, their Open
@@ -228,7 +230,8 @@ void EspWin::WireHandlers() {
     connect(&ResetEF, &TextField::TextChange, this, &EspWin::ResetEF_TextChange);
     connect(&MySerial, &Serial::DataAvailable, this, &EspWin::MySerial_DataAvailable);
     connect(&SelectESPPB, &PushButton::Action, this, &EspWin::SelectESPPB_Action);
-    ulb.SetBackgroundPainter([this](Graphics& g, int row, int column) { return ulb_CellBackgroundPaint(g, row, column); });
+    ulb.SetBackgroundPainter(
+        [this](Graphics& g, int row, int column) { return ulb_CellBackgroundPaint(g, row, column); });
     connect(&ulb, &Listbox::DoubleClick, this, &EspWin::ulb_DoubleClick);
     connect(&ulb, &Listbox::Change, this, &EspWin::ulb_Change);
     connect(&ulb, &Control::Open, this, &EspWin::ulb_Open);
@@ -245,11 +248,17 @@ void EspWin::WireHandlers() {
     connect(&mWindow, &Window::Closed, this, &EspWin::WindowClosed);
 }
 
-void EspWin::Show() { mWindow.Show(); }
+void EspWin::Show() {
+    mWindow.Show();
+}
 
-void EspWin::Close() { mWindow.Close(); }
+void EspWin::Close() {
+    mWindow.Close();
+}
 
-void EspWin::Event_Open() { DoOpen(); }
+void EspWin::Event_Open() {
+    DoOpen();
+}
 
 void EspWin::Event_Close() {}
 
@@ -275,7 +284,9 @@ void EspWin::DisposeWhenIdle() {
     deleteLater();
 }
 
-void EspWin::LetOtherEventsRun() { ::LetOtherEventsRun(); }
+void EspWin::LetOtherEventsRun() {
+    ::LetOtherEventsRun();
+}
 
 void EspWin::DoOpen() {
     FolderItem f = GetFolderItem("").Child("Corvane.app");
