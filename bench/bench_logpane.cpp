@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QTimer>
+#include <QWidget>
 
 #include <cstdio>
 #include <sys/resource.h>
