@@ -11,12 +11,17 @@ std::function<QList<SerialPort>()>& SerialPortSource();
 
 namespace {
 
-QList<SerialPort> MachinePorts() {
-    if (const auto& source = SeamsDetail::SerialPortSource())
-        return source();
+QList<SerialPort> RealPorts() {
     QList<SerialPort> ports;
     for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts())
         ports << SerialPort{info.portName(), info.systemLocation()};
+    return ports;
+}
+
+// Listing the machine's ports reads much of /sys: the count takes the list, and the walk over
+// it that follows reads from that.
+QList<SerialPort>& Snapshot() {
+    static QList<SerialPort> ports;
     return ports;
 }
 
@@ -25,11 +30,15 @@ QList<SerialPort> MachinePorts() {
 namespace System {
 
 int SerialPortCount() {
-    return int(MachinePorts().size());
+    if (const auto& source = SeamsDetail::SerialPortSource())
+        return int(source().size());
+    Snapshot() = RealPorts();
+    return int(Snapshot().size());
 }
 
 SerialPort SerialPortAt(int index) {
-    const QList<SerialPort> ports = MachinePorts();
+    const auto& source = SeamsDetail::SerialPortSource();
+    const QList<SerialPort> ports = source ? source() : Snapshot();
     return index >= 0 && index < ports.size() ? ports.at(index) : SerialPort{};
 }
 
