@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QKeyEvent>
 #include <QTimer>
 #include <QWidget>
@@ -47,6 +48,7 @@ int main(int argc, char* argv[]) {
         piece += QString::fromLatin1(line);
     const qint64 total = megabytes << 20;
 
+    QEventLoop loop; // not the application's quit: that would close the window
     qint64 appended = 0;
     qint64 worstGap = 0;
     QElapsedTimer beat;
@@ -60,12 +62,12 @@ int main(int argc, char* argv[]) {
         w->rEF.SetScrollPosition(10000);
         appended += piece.size();
         if (appended >= total)
-            QCoreApplication::quit();
+            loop.quit();
     });
     QElapsedTimer clock;
     clock.start();
     feeder.start(0);
-    QCoreApplication::exec();
+    loop.exec();
     const double seconds = double(clock.nsecsElapsed()) / 1e9;
     feeder.stop();
 
