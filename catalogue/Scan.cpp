@@ -55,6 +55,10 @@ void EspWin::LoadFirmJson() {
         SelectFiremTimer.SetMode(1);
         return;
     }
+    LoadTopFolder(folder);
+}
+
+void EspWin::LoadTopFolder(const FolderItem& folder) {
     mFirmFolderX = folder;
     LoadFirmJsonFolder(folder, false);
     if (IsClosed())
@@ -74,11 +78,7 @@ void EspWin::SelectFirmFolder() {
     const FolderItem folder = SelectFolder();
     if (IsClosed() || folder.IsNil())
         return;
-    mFirmFolderX = folder;
-    LoadFirmJsonFolder(folder, false);
-    if (IsClosed())
-        return;
-    MakeFirmPrisetPM();
+    LoadTopFolder(folder);
 }
 
 void EspWin::firmfolderBtn_Action() {

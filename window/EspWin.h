@@ -143,6 +143,7 @@ public:
 
     // ---- Catalogue (catalogue/) ----
     void LoadFirmJson();
+    void LoadTopFolder(const FolderItem& folder);
     void LoadFirmJsonFolder(const FolderItem& folder, bool allowBin);
     void LoadFirmJsonFile(const FolderItem& file, bool allowBin);
     void MakeFirmPrisetPM();
