@@ -2,7 +2,8 @@
 # Sets up, builds and starts Corvane.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash tools/setup.sh
+# The menu captions are Japanese: a desktop without a Japanese font shows them as boxes.
+bash tools/setup.sh fonts-ipafont-gothic
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
 cmake --build build -j"$(nproc)" --target corvane demo_firmwares
 exec build/corvane "$@"
