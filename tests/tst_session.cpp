@@ -6,6 +6,7 @@
 
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <memory>
@@ -336,6 +337,11 @@ void TstSession::vanishedBoard() {
     VerifyOpenOn(w, board.Device());
     QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().contains("virtual board ready"), 20000);
 
+    // An idle opening of our own keeps the terminal's number from being handed to another
+    // program beside this one once the board is gone, so the device stays missing.
+    const int holder = ::open(board.Device().toLocal8Bit().constData(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    QVERIFY(holder >= 0);
+    const auto release = qScopeGuard([holder] { ::close(holder); });
     board.Unplug();
     QTRY_VERIFY_WITH_TIMEOUT(w->MySerial.Lost() || !w->MySerial.IsOpen(), 20000);
 
@@ -356,10 +362,8 @@ void TstSession::vanishedBoard() {
     w->ConnectPB.Push();
     VerifyClosed(w);
     QCOMPARE(seams.beeps, 0);
-    // The list still names it, but the line is gone. Another program running beside this
-    // one may already hold a new terminal under the same number, which then opens.
-    if (QFileInfo::exists(board.Device()))
-        return;
+    // The list still names it, but the line is gone.
+    QVERIFY(!QFileInfo::exists(board.Device()));
     w->ConnectPB.Push();
     QCOMPARE(seams.beeps, 1);
     VerifyClosed(w);
