@@ -1,3 +1,4 @@
+#include "catalogue/TemplateWords.h"
 #include "platform/FolderItem.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
@@ -19,11 +20,12 @@ FolderItem VariantFolder(const FolderItem& folder, const QString& path) {
 }
 
 // One continuation line of a command, backslashes gone. An address line keeps its address and
-// the first word behind it, which becomes a file of the variant folder.
+// the first word behind it (a quoted name is one word), which becomes a file of the variant folder.
 QString CommandPiece(const QString& line) {
-    if (Same(Left(line, 2), QStringLiteral("0x")))
-        return NthField(line, QStringLiteral(" "), 1) + QStringLiteral(" %PATH\\\\") +
-               NthField(line, QStringLiteral(" "), 2) + QLatin1Char(' ');
+    if (Same(Left(line, 2), QStringLiteral("0x"))) {
+        const QStringList fields = TemplateWords::ScriptFields(line);
+        return fields.value(0) + QStringLiteral(" %PATH\\\\") + fields.value(1) + QLatin1Char(' ');
+    }
     return line + QLatin1Char(' ');
 }
 

@@ -1,3 +1,4 @@
+#include "catalogue/TemplateWords.h"
 #include "platform/FolderItem.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
@@ -56,9 +57,13 @@ bool EspWin::MakeFlashShell(const FolderItem& file) {
         if (!item.IsNil() && name == own && !file.Exists())
             return false;
         if (!item.IsNil() && item.Visible() && !item.Directory() && InStr(name, kAddressMark) > 0) {
+            // An image that a script line can't name exactly leaves the variant without a
+            // command rather than with one that writes only part of it.
+            if (!TemplateWords::FitsScript(name))
+                return false;
             const QString address = NthField(NthField(name, kAddressMark, 2), QStringLiteral("."), 1);
-            entries +=
-                QStringLiteral(" \\") + EndOfLine::Native() + QStringLiteral("0x") + address + QLatin1Char(' ') + name;
+            entries += QStringLiteral(" \\") + EndOfLine::Native() + QStringLiteral("0x") +
+                       TemplateWords::ScriptWord(address) + QLatin1Char(' ') + TemplateWords::ScriptWord(name);
         }
         LetOtherEventsRun();
         if (IsClosed())
@@ -74,6 +79,5 @@ bool EspWin::MakeFlashShell(const FolderItem& file) {
     if (!out)
         return false;
     out->Write(text);
-    out->Close();
-    return true;
+    return out->Close();
 }

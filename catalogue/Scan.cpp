@@ -1,3 +1,4 @@
+#include "catalogue/TemplateWords.h"
 #include "platform/Dialogs.h"
 #include "platform/FolderItem.h"
 #include "platform/Text.h"
@@ -164,7 +165,7 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
     // With no firmware folder found or chosen there is nowhere to put a package.
     if (mFirmFolderX.IsNil())
         return;
-    const QString name = file.Name();
+    const QString name = TemplateWords::PackageName(file.Name());
     const QString base = Left(name, Len(name) - 4);
 
     const FolderItem package = mFirmFolderX.Child(base);
@@ -186,10 +187,7 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
         }
     }
 
-    // An image dropped from its own package folder is already in place; copying it onto
-    // itself would lose it.
-    if (file.Parent().CanonicalPath() != package.CanonicalPath())
-        file.CopyFileTo(package);
+    file.CopyFileTo(package, name);
 
     const QDateTime stamp = file.ModificationDate();
     const QDate day = stamp.date();
@@ -197,11 +195,12 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
     const QString version = "Ver" + Right(Str(day.year()), 2) + Str(day.month(), "00") + Str(day.day(), "00") + "_" +
                             Str(time.hour(), "00") + Str(time.minute(), "00") + Str(time.second(), "00");
 
-    QString text = kManifestTemplate;
-    text = ReplaceAll(text, "<--ReplaceName-->", base + " " + version);
-    text = Replace(text, "<--ReplaceVersion-->", version);
-    text = Replace(text, "<--ReplacePath-->", base);
-    text = Replace(text, "<--ReplaceFileName-->", name);
+    // One pass, so that a name which spells one of the marks can't fill another.
+    const QString text =
+        ReplaceEach(kManifestTemplate, {{QStringLiteral("<--ReplaceName-->"), base + " " + version},
+                                        {QStringLiteral("<--ReplaceVersion-->"), version},
+                                        {QStringLiteral("<--ReplacePath-->"), base},
+                                        {QStringLiteral("<--ReplaceFileName-->"), TemplateWords::ManifestWord(name)}});
 
     const FolderItem manifest = mFirmFolderX.Child(base + ".json");
     if (manifest.IsNil())
@@ -210,7 +209,8 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
     if (!out)
         return;
     out->Write(text);
-    out->Close();
+    if (!out->Close())
+        return;
 
     LoadFirmJsonFile(manifest, true);
 }

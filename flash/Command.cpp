@@ -1,3 +1,4 @@
+#include "flash/CommandTemplate.h"
 #include "platform/Serial.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
@@ -12,7 +13,7 @@ void EspWin::MakeCommand() {
         return;
 
     const QString tool = mEspToolApp.IsNil() ? QString() : mEspToolApp.ShellPath();
-    const QString port = System::DevicePath(PortPM.Text());
+    const QString port = ShellWord(System::DevicePath(PortPM.Text()));
 
     // Rows and records run one to one; a row that points past the catalogue is no preset.
     const int index = PrisetPM.ListIndex();
@@ -22,22 +23,6 @@ void EspWin::MakeCommand() {
     if (Same(rec.mName, QStringLiteral("-")))
         return;
 
-    QString cmd;
-    for (int i = 0; i < rec.mCommand.size(); ++i) {
-        cmd += tool + QLatin1Char(' ') + rec.mCommand.at(i);
-        if (i < rec.mCommand.size() - 1)
-            cmd += QStringLiteral(" ; ");
-    }
-    cmd = ReplaceAll(cmd, QStringLiteral("%port"), port);
-    cmd = ReplaceAll(cmd, QStringLiteral("%baud"), BaudPM.Text());
-
-    // Manifests may write the sub-folder with "\\" pairs; the shell wants "/".
-    QString sub = rec.mPath;
-    if (!sub.isEmpty())
-        sub = ReplaceAll(sub, QStringLiteral("\\\\"), QStringLiteral("/")) + QLatin1Char('/');
-    const QString prefix = rec.mFirmFolder.ShellPath() + QLatin1Char('/') + sub;
-    cmd = ReplaceAll(cmd, QStringLiteral("%PATH\\\\"), prefix);
-
-    // Only the ends: the doubled blanks of a flash.sh template stay inside.
-    InstallEF.SetText(Trim(cmd));
+    InstallEF.SetText(CommandTemplate::Compose(tool, rec.mCommand, port, BaudPM.Text(),
+                                               CommandTemplate::Prefix(rec.mFirmFolder.ShellPath(), rec.mPath)));
 }

@@ -9,13 +9,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     base.remove(QChar(0));
     if (base.isEmpty() || base == "." || base == "..")
         return 0;
+    // Only what this input made is removed again: the folders stay from one input to the next.
     const QString root = Fuzz::Scratch() + "/bin";
-    QDir(root).removeRecursively();
-    QDir().mkpath(root + "/firmwares");
-    QDir().mkpath(root + "/drop");
     const FolderItem image = Fuzz::Write("bin/drop/" + base + ".bin", reinterpret_cast<const uint8_t*>("img"), 3);
     w->mFirmFolderX = FolderItem(root + "/firmwares");
     w->LoadFirmJsonFile(image, true);
     Fuzz::Forget(w);
+    QFile::remove(image.NativePath());
+    QDir firmwares(root + "/firmwares");
+    for (const QString& made : firmwares.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
+        if (!QFile::remove(firmwares.filePath(made)))
+            QDir(firmwares.filePath(made)).removeRecursively();
+    }
     return 0;
 }

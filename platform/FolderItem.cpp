@@ -1,11 +1,16 @@
 #include "platform/FolderItem.h"
 
+#include "platform/Text.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
 #include <QStandardPaths>
+#include <QTemporaryFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
@@ -95,23 +100,7 @@ QString FolderItem::NativePath() const {
 }
 
 QString FolderItem::ShellPath() const {
-    if (IsNil())
-        return QString();
-    // One word for /bin/sh: every character the shell could read as syntax gets a backslash.
-    // A newline can't be escaped that way (backslash-newline joins lines), so it is quoted.
-    static const QString plain = QStringLiteral("/._-+,:@%");
-    const QString path = QFileInfo(mPath).absoluteFilePath();
-    QString out;
-    out.reserve(path.size() + 8);
-    for (const QChar c : path) {
-        if (c == QLatin1Char('\n'))
-            out += QStringLiteral("'\n'");
-        else if (c.unicode() < 128 && !c.isLetterOrNumber() && !plain.contains(c))
-            out += QLatin1Char('\\') + QString(c);
-        else
-            out += c;
-    }
-    return out;
+    return IsNil() ? QString() : ShellWord(QFileInfo(mPath).absoluteFilePath());
 }
 
 QString FolderItem::CanonicalPath() const {
@@ -159,19 +148,48 @@ bool FolderItem::CreateAsFolder() const {
     return !IsNil() && QDir().mkpath(mPath);
 }
 
-bool FolderItem::CopyFileTo(const FolderItem& folder) const {
+bool FolderItem::CopyFileTo(const FolderItem& folder, const QString& name) const {
     if (IsNil() || folder.IsNil() || !folder.Directory())
         return false;
-    const QString target = folder.mPath + QLatin1Char('/') + Name();
-    // Copying a file onto itself has nothing to do; removing "the old copy" would lose it.
+    const QString target = folder.mPath + QLatin1Char('/') + (name.isEmpty() ? Name() : name);
+    // Copying a file onto itself has nothing to do; replacing "the old copy" would lose it.
     const QString source = QFileInfo(mPath).canonicalFilePath();
     if (!source.isEmpty() && source == QFileInfo(target).canonicalFilePath())
         return true;
-    // A newer image of the same name replaces the old copy.
-    const QFileInfo existing(target);
-    if (existing.isFile() || existing.isSymLink())
-        QFile::remove(target);
-    return QFile::copy(mPath, target);
+
+    // Only a regular file: a FIFO would block, a device read for ever.
+    const int in = ::open(QFile::encodeName(mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (in < 0)
+        return false;
+    struct stat st {};
+    if (::fstat(in, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(in);
+        return false;
+    }
+    // The new copy is written beside the old one and renamed over it, so a copy that can't be
+    // completed (a full disk, a name that is a folder) leaves the old one as it was.
+    QTemporaryFile out(folder.mPath + QStringLiteral("/.corvane-copy-XXXXXX"));
+    bool good = out.open();
+    char buffer[65536];
+    while (good) {
+        const ssize_t n = ::read(in, buffer, sizeof buffer);
+        if (n == 0)
+            break;
+        if (n < 0) {
+            good = errno == EINTR;
+            continue;
+        }
+        good = out.write(buffer, qint64(n)) == qint64(n);
+    }
+    ::close(in);
+    good = good && out.flush();
+    if (!good)
+        return false;
+    out.setPermissions(QFileDevice::Permissions(QFile::permissions(mPath)) | QFileDevice::WriteOwner);
+    if (::rename(QFile::encodeName(out.fileName()).constData(), QFile::encodeName(target).constData()) != 0)
+        return false;
+    out.setAutoRemove(false);
+    return true;
 }
 
 bool FolderItem::Delete() const {
@@ -202,7 +220,7 @@ FolderItem Documents() {
 }
 } // namespace SpecialFolder
 
-QByteArray ReadFileBytes(const FolderItem& item, bool* ok) {
+QByteArray ReadFileBytes(const FolderItem& item, bool* ok, qint64 maxBytes) {
     if (ok)
         *ok = false;
     if (item.IsNil())
@@ -215,13 +233,20 @@ QByteArray ReadFileBytes(const FolderItem& item, bool* ok) {
     QByteArray bytes;
     struct stat st {};
     bool good = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    // The size is only a hint: files under /proc say 0 and go on far longer.
+    if (good && maxBytes >= 0 && st.st_size > maxBytes)
+        good = false;
     if (good) {
-        bytes.reserve(qsizetype(st.st_size));
+        bytes.reserve(qsizetype(maxBytes >= 0 ? std::min<qint64>(st.st_size, maxBytes) : st.st_size));
         char buffer[65536];
         for (;;) {
             const ssize_t n = ::read(fd, buffer, sizeof buffer);
             if (n > 0) {
                 bytes.append(buffer, qsizetype(n));
+                if (maxBytes >= 0 && bytes.size() > maxBytes) {
+                    good = false;
+                    break;
+                }
             } else if (n == 0) {
                 break;
             } else if (errno != EINTR) {
@@ -238,7 +263,7 @@ QByteArray ReadFileBytes(const FolderItem& item, bool* ok) {
 
 std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
     bool ok = false;
-    QByteArray bytes = ReadFileBytes(item, &ok);
+    QByteArray bytes = ReadFileBytes(item, &ok, kMaxManifestBytes);
     if (!ok)
         return nullptr;
     return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));
@@ -266,19 +291,21 @@ QString TextInputStream::ReadAll() {
 }
 
 struct TextOutputStream::File {
-    QFile file;
+    QSaveFile file;
 };
 
 TextOutputStream::TextOutputStream(std::unique_ptr<File> file) : mFile(std::move(file)) {}
 
 TextOutputStream::~TextOutputStream() = default;
 
+// The text goes to a new file beside the old one, which replaces it only once it is whole:
+// a write that fails half way leaves the old file as it was.
 std::unique_ptr<TextOutputStream> TextOutputStream::Create(const FolderItem& item) {
     if (item.IsNil() || item.Directory())
         return nullptr;
     auto file = std::make_unique<File>();
     file->file.setFileName(item.NativePath());
-    if (!file->file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    if (!file->file.open(QIODevice::WriteOnly))
         return nullptr;
     return std::unique_ptr<TextOutputStream>(new TextOutputStream(std::move(file)));
 }
@@ -288,7 +315,8 @@ void TextOutputStream::Write(const QString& text) {
         mFile->file.write(text.toUtf8());
 }
 
-void TextOutputStream::Close() {
-    if (mFile)
-        mFile->file.close();
+bool TextOutputStream::Close() {
+    if (!mFile || !mFile->file.isOpen())
+        return false;
+    return mFile->file.commit();
 }

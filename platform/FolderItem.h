@@ -34,7 +34,8 @@ public:
     FolderItem Item(int i) const;
 
     bool CreateAsFolder() const;
-    bool CopyFileTo(const FolderItem& folder) const;
+    // Into folder under name (its own when empty), replacing a file there only once the copy is whole.
+    bool CopyFileTo(const FolderItem& folder, const QString& name = QString()) const;
     bool Delete() const;
 
 private:
@@ -52,7 +53,12 @@ namespace SpecialFolder {
 FolderItem Documents();
 } // namespace SpecialFolder
 
-// Files are read whole and cut into lines from memory; text is taken as UTF-8.
+// No text file the program reads is larger: a bigger one, or one that never ends, is refused
+// after reading this much.
+constexpr qint64 kMaxManifestBytes = 64 * 1024 * 1024;
+
+// Files are read whole and cut into lines from memory; text is taken as UTF-8. A file over
+// kMaxManifestBytes can't be opened.
 class TextInputStream {
 public:
     static std::unique_ptr<TextInputStream> Open(const FolderItem& item);
@@ -75,7 +81,8 @@ public:
     ~TextOutputStream();
 
     void Write(const QString& text);
-    void Close();
+    // The file is in place only once this returns true; until then the old one stands.
+    bool Close();
 
 private:
     struct File;
@@ -83,5 +90,6 @@ private:
     std::unique_ptr<File> mFile;
 };
 
-// Reads a file's bytes in one go; empty when it can't be read. For callers that need no lines.
-QByteArray ReadFileBytes(const FolderItem& item, bool* ok = nullptr);
+// Reads a file's bytes in one go; empty when it can't be read or holds more than maxBytes
+// (no limit when negative). For callers that need no lines.
+QByteArray ReadFileBytes(const FolderItem& item, bool* ok = nullptr, qint64 maxBytes = -1);

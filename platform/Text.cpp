@@ -198,3 +198,44 @@ QString Windows() {
     return QStringLiteral("\r\n");
 }
 } // namespace EndOfLine
+
+QString ShellWord(const QString& s) {
+    // Backslash-newline would join lines instead of escaping, so a newline is quoted.
+    static const QString plain = QStringLiteral("/._-+,:@%");
+    QString out;
+    out.reserve(s.size() + 8);
+    for (const QChar c : s) {
+        if (c == QLatin1Char('\n'))
+            out += QStringLiteral("'\n'");
+        else if (c.unicode() < 128 && !c.isLetterOrNumber() && !plain.contains(c))
+            out += QLatin1Char('\\') + QString(c);
+        else
+            out += c;
+    }
+    return out;
+}
+
+QString ReplaceEach(const QString& s, const QVector<QPair<QString, QString>>& findAndText) {
+    QString out;
+    out.reserve(s.size());
+    const QStringView text(s);
+    qsizetype from = 0;
+    qsizetype at = 0;
+    while (at < text.size()) {
+        bool found = false;
+        for (const auto& [find, with] : findAndText) {
+            if (!find.isEmpty() && text.mid(at, find.size()).compare(find, Qt::CaseInsensitive) == 0) {
+                out += text.mid(from, at - from);
+                out += with;
+                at += find.size();
+                from = at;
+                found = true;
+                break;
+            }
+        }
+        if (!found)
+            ++at;
+    }
+    out += text.mid(from);
+    return out;
+}

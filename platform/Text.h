@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QPair>
 #include <QString>
+#include <QVector>
 
 // String helpers with the semantics the program is written against: positions are
 // 1-based, comparisons ignore letter case (InStrB alone is exact), lengths count characters.
@@ -24,7 +26,14 @@ QString Trim(const QString& s);
 
 QString Replace(const QString& s, const QString& find, const QString& repl);
 QString ReplaceAll(const QString& s, const QString& find, const QString& repl);
+// Every occurrence of each find (letter case ignored) replaced by its text, in one pass from the
+// left: what a replacement inserts is never searched again.
+QString ReplaceEach(const QString& s, const QVector<QPair<QString, QString>>& findAndText);
 QString ReplaceLineEndings(const QString& s, const QString& lineEnd);
+
+// s as one word of a /bin/sh command line, with exactly its characters: every character the
+// shell could read as syntax gets a backslash, a newline is quoted.
+QString ShellWord(const QString& s);
 
 double Val(const QString& s);
 QString Str(long long n);

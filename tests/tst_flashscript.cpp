@@ -109,10 +109,11 @@ void TstFlashScript::generatorBytes() {
     const QString script = dir.filePath("flash.sh");
     QVERIFY(mWindow->MakeFlashShell(FolderItem(script)));
 
-    // In the order of the folder's names, not of the addresses; hidden files and folders left out.
+    // In the order of the folder's names, not of the addresses; hidden files and folders left out;
+    // a name with a blank quoted, so that it stays one word.
     const QStringList entries = {"0x1000 a_0x1000_0x2000.bin", "0x10000 app_0x10000.bin",
                                  "0x1000 boot_0x1000",         "0x1000 boot_0x1000.bin",
-                                 "0x20 up_0X20.bin",           "0x3000 with blank_0x3000.bin"};
+                                 "0x20 up_0X20.bin",           "0x3000 'with blank_0x3000.bin'"};
     const QByteArray expected =
         (kTemplateLines.join("\r\n") + " \\\r\n" + entries.join(" \\\r\n") + "\r\n\r\n").toUtf8();
     QCOMPARE(ReadFile(script), expected);
