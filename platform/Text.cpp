@@ -216,6 +216,12 @@ QString ShellWord(const QString& s) {
 }
 
 QString ReplaceEach(const QString& s, const QVector<QPair<QString, QString>>& findAndText) {
+    // Most characters start no find: they are passed over on one comparison.
+    QString starts;
+    for (const auto& pair : findAndText) {
+        if (!pair.first.isEmpty())
+            starts += pair.first.at(0).toCaseFolded();
+    }
     QString out;
     out.reserve(s.size());
     const QStringView text(s);
@@ -223,14 +229,16 @@ QString ReplaceEach(const QString& s, const QVector<QPair<QString, QString>>& fi
     qsizetype at = 0;
     while (at < text.size()) {
         bool found = false;
-        for (const auto& [find, with] : findAndText) {
-            if (!find.isEmpty() && text.mid(at, find.size()).compare(find, Qt::CaseInsensitive) == 0) {
-                out += text.mid(from, at - from);
-                out += with;
-                at += find.size();
-                from = at;
-                found = true;
-                break;
+        if (starts.contains(text.at(at).toCaseFolded())) {
+            for (const auto& [find, with] : findAndText) {
+                if (!find.isEmpty() && text.mid(at, find.size()).compare(find, Qt::CaseInsensitive) == 0) {
+                    out += text.mid(from, at - from);
+                    out += with;
+                    at += find.size();
+                    from = at;
+                    found = true;
+                    break;
+                }
             }
         }
         if (!found)
