@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <spawn.h>
@@ -33,14 +34,20 @@ QByteArray WordsOf(const QString& command) {
         abort();
     posix_spawn_file_actions_destroy(&actions);
     ::close(out[1]);
+    // libFuzzer's own alarm interrupts calls that wait.
     QByteArray words;
     char buffer[4096];
-    ssize_t n;
-    while ((n = ::read(out[0], buffer, sizeof buffer)) > 0)
-        words.append(buffer, n);
+    for (;;) {
+        const ssize_t n = ::read(out[0], buffer, sizeof buffer);
+        if (n > 0)
+            words.append(buffer, n);
+        else if (n == 0 || errno != EINTR)
+            break;
+    }
     ::close(out[0]);
     int status = 0;
-    ::waitpid(pid, &status, 0);
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
     return words;
 }
 
