@@ -118,6 +118,7 @@ int Application::Run() {
     // A signal taken during the start-up, before the loop ran, finds no loop to end.
     if (mQuitAsked) {
         QApplication::closeAllWindows();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         return 0;
     }
     return QApplication::exec();
