@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QLocalSocket>
 #include <QMainWindow>
 #include <QMimeData>
 #include <QPlainTextEdit>
@@ -16,6 +17,7 @@
 #include <QUrl>
 #include <QWidget>
 
+#include <algorithm>
 #include <functional>
 
 using namespace TestSupport;
@@ -427,19 +429,27 @@ void TstDocuments::handOverMidWalk() {
     SingleInstance running(HandOverSocket());
     QVERIFY(running.Listen([](const QString& path) { TheApp().OpenHandedOver(path); }));
 
-    // Loaders let events run; in the middle of their walks, a launch with more documents and
-    // one that only asks for the window.
+    // A slow launch: its first path is the folder, the rest comes, and it hangs up, in the
+    // middle of that folder's walk, which lets events run. Meanwhile a launch with the loose
+    // manifests, and one that only asks for the window.
+    QLocalSocket slow;
+    slow.connectToServer(HandOverSocket());
+    QVERIFY(slow.waitForConnected(60000));
+    slow.write(QFile::encodeName(many.filePath("folder")) + '\0');
+    QVERIFY(slow.waitForBytesWritten(60000));
+    QVERIFY(SingleInstance(HandOverSocket()).HandOver(loose));
     int handedMidWalk = 0;
     QTimer later;
     connect(&later, &QTimer::timeout, &later, [&] {
-        if (!InNestedEvents() || handedMidWalk > 0)
+        const bool walking =
+            std::any_of(w->mFirm.cbegin(), w->mFirm.cend(), [](const auto& record) { return record->mName == "M001"; });
+        if (!InNestedEvents() || !walking || handedMidWalk > 0)
             return;
-        handedMidWalk = 1 + int(SingleInstance(HandOverSocket()).HandOver({Dropped("a.json"), Dropped("b.crvj")})) +
-                        int(SingleInstance(HandOverSocket()).HandOver({}));
+        slow.write(QFile::encodeName(Dropped("a.json")) + '\0' + QFile::encodeName(Dropped("b.crvj")) + '\0' + '\0');
+        handedMidWalk = 1 + int(slow.waitForBytesWritten(60000)) + int(SingleInstance(HandOverSocket()).HandOver({}));
+        slow.disconnectFromServer();
     });
     later.start(0);
-    QVERIFY(SingleInstance(HandOverSocket()).HandOver(loose));
-    QVERIFY(SingleInstance(HandOverSocket()).HandOver({many.filePath("folder")}));
     QTRY_VERIFY_WITH_TIMEOUT(handedMidWalk > 0, 60000);
     QCOMPARE(handedMidWalk, 3);
     later.stop();
