@@ -13,10 +13,12 @@ class App {
 public:
     void Event_OpenDocument(const FolderItem& item);
     bool _FileNewWin_Action(int index);
+    // What a later launch handed over: a document, or without one ("") the window.
+    void OpenHandedOver(const QString& path);
 
 private:
     void OpenWaitingDocuments();
-    void RetryWhenStarted();
+    void RetryLater();
 
     QVector<FolderItem> mWaiting;
     bool mOpening = false;

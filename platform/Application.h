@@ -9,6 +9,8 @@
 
 class QApplication;
 class QLocalServer;
+class QLocalSocket;
+class QSocketNotifier;
 
 // The toolkit's application and event loop, and the one-instance rule: a second launch hands
 // its documents to the running one over a per-user local socket and ends.
@@ -19,29 +21,48 @@ public:
 
     // Command-line arguments as absolute paths: they are documents to open, not options.
     QStringList Documents() const;
+    // Runs the event loop until a quit: the menu's, or SIGTERM, SIGHUP or SIGINT, which take
+    // the same road, so that the window ends its tool and its line.
     int Run();
 
 private:
+    void TakeQuitSignal();
+
     std::unique_ptr<QApplication> mApp;
+    QSocketNotifier* mQuitSignals = nullptr;
+    bool mQuitAsked = false;
 };
 
 class SingleInstance : public QObject {
     Q_OBJECT
 public:
-    explicit SingleInstance(QString name = DefaultName());
+    // The socket at `path`, which must lie in a folder that only this user can write to;
+    // when it doesn't, this instance neither hands over nor serves.
+    explicit SingleInstance(QString path = DefaultPath());
     ~SingleInstance() override;
 
-    static QString DefaultName();
+    // In $XDG_RUNTIME_DIR when that is this user's private folder, else in a private folder
+    // of the temporary folder, made on first use.
+    static QString DefaultPath();
+    QString Path() const { return mPath; }
 
-    // True when a running instance took the documents; this one should end.
+    // True when a running instance of this user took the documents; this one should end.
     bool HandOver(const QStringList& documents, int timeoutMs = 2000);
-    // Serves later launches. A socket left by a crashed run is taken over.
+    // Serves later launches. A socket left by a crashed run is taken over. Paths reach `open`
+    // one at a time from the event loop, never from inside the socket's own handler.
     bool Listen(std::function<void(const QString&)> open);
 
 private:
-    void Accept();
+    struct Arrival;
 
-    QString mName;
+    void Accept();
+    void Take(QLocalSocket* socket, Arrival& arrival);
+    void Deliver();
+
+    QString mPath;
     QLocalServer* mServer = nullptr;
     std::function<void(const QString&)> mOpen;
+    QStringList mArrived;
+    bool mDeliveryQueued = false;
+    bool mDelivering = false;
 };

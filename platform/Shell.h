@@ -7,7 +7,8 @@
 class QProcess;
 
 // Runs one command line through /bin/sh -c without blocking; standard error is merged
-// into the output. DataAvailable and Completed come on the event loop.
+// into the output. DataAvailable and Completed come on the event loop. Whatever the line
+// started ends with the run, with Kill, or with Corvane, however Corvane ends.
 class Shell : public QObject {
     Q_OBJECT
 public:
@@ -34,6 +35,9 @@ signals:
 
 private:
     void Finished();
+    void EndWatch();
 
     QProcess* mProcess = nullptr;
+    // Our end of the pipe that the run's watcher waits on; closing it ends the run's group.
+    int mWatch = -1;
 };

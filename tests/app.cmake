@@ -22,3 +22,11 @@ if(UPDATE_MIME_DATABASE)
 && grep -qx 'application/x-corvane-json:\\*\\.crvj' \"$0/share/mime/globs\""
             ${CORVANE_INSTALL_CHECK} ${CMAKE_COMMAND} ${CMAKE_BINARY_DIR} ${UPDATE_MIME_DATABASE})
 endif()
+
+# Quitting on a signal, against a Corvane that has a run under way.
+corvane_test(tst_quit tst_quit.cpp ProcessSupport.h)
+add_executable(started_run started_run.cpp)
+target_link_libraries(started_run PRIVATE corvane_core)
+set_target_properties(started_run PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/tst_quit)
+add_dependencies(tst_quit started_run)
+target_compile_definitions(tst_quit PRIVATE STARTED_RUN="$<TARGET_FILE:started_run>")

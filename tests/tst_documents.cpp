@@ -2,18 +2,22 @@
 
 #include "app/App.h"
 #include "platform/Application.h"
+#include "platform/Yield.h"
 #include "window/EspWin.h"
 
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QLocalSocket>
 #include <QMainWindow>
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 #include <QWidget>
 
+#include <algorithm>
 #include <functional>
 
 using namespace TestSupport;
@@ -150,18 +154,22 @@ private slots:
     void documents();
     void documentsDuringStartUp();
     void handOverBeforeAnyWindow();
+    void handOverMidWalk();
 
 private:
     QString Dropped(const QString& name) const { return mSource.filePath(name); }
+    QString HandOverSocket() const { return mSockets.filePath("corvane"); }
     QUrl DroppedUrl(const QString& name) const {
         return name.contains("://") ? QUrl(name) : QUrl::fromLocalFile(Dropped(name));
     }
 
     QTemporaryDir mSource;
+    QTemporaryDir mSockets;
 };
 
 void TstDocuments::initTestCase() {
     QVERIFY(mSource.isValid());
+    QVERIFY(mSockets.isValid());
     QVERIFY(WriteFile(Dropped("a.json"), Manifest({"A"})));
     QVERIFY(WriteFile(Dropped("b.crvj"), Manifest({"B1", "B2"})));
     QVERIFY(WriteFile(Dropped("notes.txt"), "Nothing to flash here.\n"));
@@ -369,17 +377,11 @@ void TstDocuments::handOverBeforeAnyWindow() {
     LayFirmwares(1);
     QVERIFY(!EspWin::Existing());
 
-    // The serving side as the program sets it up, under a name of this test's own.
-    const QString name = QStringLiteral("corvane-documents-%1").arg(QCoreApplication::applicationPid());
-    SingleInstance running(name);
-    QVERIFY(running.Listen([](const QString& path) {
-        if (path.isEmpty())
-            TheApp()._FileNewWin_Action(0);
-        else
-            TheApp().Event_OpenDocument(FolderItem(path));
-    }));
+    // The serving side as the program sets it up, on a socket of this test's own.
+    SingleInstance running(HandOverSocket());
+    QVERIFY(running.Listen([](const QString& path) { TheApp().OpenHandedOver(path); }));
 
-    SingleInstance second(name);
+    SingleInstance second(HandOverSocket());
     QVERIFY(second.HandOver({Dropped("a.json"), Dropped("b.crvj")}));
     QTRY_VERIFY(EspWin::Existing());
     EspWin* w = EspWin::Existing();
@@ -399,6 +401,71 @@ void TstDocuments::handOverBeforeAnyWindow() {
     QVERIFY(second.HandOver({}));
     QVERIFY(second.HandOver({Dropped("a.json")}));
     QTRY_COMPARE(PresetRows(w), Rows(BaseNames(1) + QStringList{"A"}));
+    QCOMPARE(EspWin::Existing(), w);
+    QCOMPARE(MainWindowCount(), 1);
+}
+
+void TstDocuments::handOverMidWalk() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    LayFirmwares(1);
+    EspWin* w = EspWin::Instance();
+    w->Show();
+    // 500 manifests: half of them in a folder, half as paths of their own.
+    QTemporaryDir many;
+    QStringList expected = BaseNames(1);
+    QStringList loose;
+    for (int i = 0; i < 500; ++i) {
+        expected << QStringLiteral("M%1").arg(i, 3, 10, QLatin1Char('0'));
+        const QString path = many.filePath((i % 2 ? "folder/" : "") + expected.last() + ".json");
+        QVERIFY(WriteFile(path, Manifest({expected.last()})));
+        if (i % 2 == 0)
+            loose << path;
+    }
+    expected << "A"
+             << "B1"
+             << "B2"
+             << "Z";
+    SingleInstance running(HandOverSocket());
+    QVERIFY(running.Listen([](const QString& path) { TheApp().OpenHandedOver(path); }));
+
+    // A slow launch: its first path is the folder, the rest comes, and it hangs up, in the
+    // middle of that folder's walk, which lets events run. Meanwhile a launch with the loose
+    // manifests, and one that only asks for the window.
+    QLocalSocket slow;
+    slow.connectToServer(HandOverSocket());
+    QVERIFY(slow.waitForConnected(60000));
+    slow.write(QFile::encodeName(many.filePath("folder")) + '\0');
+    QVERIFY(slow.waitForBytesWritten(60000));
+    QVERIFY(SingleInstance(HandOverSocket()).HandOver(loose));
+    int handedMidWalk = 0;
+    QTimer later;
+    connect(&later, &QTimer::timeout, &later, [&] {
+        const bool walking =
+            std::any_of(w->mFirm.cbegin(), w->mFirm.cend(), [](const auto& record) { return record->mName == "M001"; });
+        if (!InNestedEvents() || !walking || handedMidWalk > 0)
+            return;
+        slow.write(QFile::encodeName(Dropped("a.json")) + '\0' + QFile::encodeName(Dropped("b.crvj")) + '\0' + '\0');
+        handedMidWalk = 1 + int(slow.waitForBytesWritten(60000)) + int(SingleInstance(HandOverSocket()).HandOver({}));
+        slow.disconnectFromServer();
+    });
+    later.start(0);
+    QTRY_VERIFY_WITH_TIMEOUT(handedMidWalk > 0, 60000);
+    QCOMPARE(handedMidWalk, 3);
+    later.stop();
+
+    // Paths arrive in order: once the last one is in, every one before it is, and none twice.
+    const QString last = mSource.filePath("z.json");
+    QVERIFY(WriteFile(last, Manifest({"Z"})));
+    QVERIFY(SingleInstance(HandOverSocket()).HandOver({last}));
+    QTRY_VERIFY_WITH_TIMEOUT(PresetRows(w).contains(Rows({"Z"}).constFirst()), 60000);
+    QStringList names;
+    for (const auto& record : w->mFirm)
+        if (record->mName != "-")
+            names << record->mName;
+    names.sort();
+    expected.sort();
+    QCOMPARE(names, expected);
     QCOMPARE(EspWin::Existing(), w);
     QCOMPARE(MainWindowCount(), 1);
 }
