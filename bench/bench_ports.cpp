@@ -1,0 +1,137 @@
+// One listing of the machine's serial ports: its time and its system calls, ours against Qt's
+// own (QSerialPortInfo over udev), on this machine and on a desktop with 32 ttyS entries laid
+// out as sysfs in a private mount namespace (needs root and unshare; skipped otherwise).
+// Run: build/bench/bench_ports/bench_ports [rounds, default 200]
+// System calls are counted with strace -f -c over one listing, less a run that lists nothing.
+
+#include "PortTreeSupport.h"
+#include "platform/PortList.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+QString Describe(const QList<SerialPort>& ports) {
+    QStringList names;
+    for (const SerialPort& p : ports)
+        names << (p.VendorId ? QStringLiteral("%1(%2)").arg(p.Name).arg(p.VendorId, 4, 16, QLatin1Char('0')) : p.Name);
+    return names.join(' ');
+}
+
+QList<SerialPort> List(const QString& which) {
+    if (which == "qt")
+        return ListSerialPortsByQt();
+    if (which == "ours")
+        return ListSerialPorts();
+    return {};
+}
+
+double MedianMicros(const QString& which, int rounds) {
+    List(which); // warm the caches the way a second press of Scan finds them
+    std::vector<double> times;
+    for (int i = 0; i < rounds; ++i) {
+        QElapsedTimer t;
+        t.start();
+        const auto ports = List(which);
+        times.push_back(double(t.nsecsElapsed()) / 1000.0);
+        Q_UNUSED(ports);
+    }
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+// Calls of one run of this program that does one listing (or none), as strace counts them.
+long SyscallsOfOneRun(const QString& which) {
+    const QString strace = QStandardPaths::findExecutable("strace");
+    if (strace.isEmpty())
+        return -1;
+    QTemporaryDir dir;
+    const QString out = dir.filePath("strace.txt");
+    QProcess p;
+    p.start(strace, {"-f", "-c", "-o", out, QCoreApplication::applicationFilePath(), "--once", which});
+    if (!p.waitForFinished(60000) || p.exitCode() != 0)
+        return -1;
+    QFile f(out);
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : f.readAll().split('\n')) {
+        const QList<QByteArray> cols = line.simplified().split(' ');
+        if (cols.size() >= 5 && cols.last() == "total")
+            return cols.at(3).toLong();
+    }
+    return -1;
+}
+
+int Report(const QString& machine, int rounds) {
+    const long baseline = SyscallsOfOneRun("none");
+    const QList<SerialPort> qt = ListSerialPortsByQt();
+    const QList<SerialPort> ours = ListSerialPorts();
+    std::printf("%s\n  Qt's:  %s\n  ours:  %s\n", qPrintable(machine), qPrintable(Describe(qt)),
+                qPrintable(Describe(ours)));
+    QStringList qtNames, ourNames;
+    for (const SerialPort& p : qt)
+        qtNames << p.Name;
+    for (const SerialPort& p : ours)
+        ourNames << p.Name;
+    std::printf("  same ports, order and names: %s\n", qtNames == ourNames ? "yes" : "NO");
+    std::printf("  | listing | median time | system calls |\n  |---|---|---|\n");
+    double times[2] = {};
+    long calls[2] = {};
+    int i = 0;
+    for (const QString which : {QStringLiteral("qt"), QStringLiteral("ours")}) {
+        times[i] = MedianMicros(which, rounds);
+        const long all = SyscallsOfOneRun(which);
+        calls[i] = all < 0 || baseline < 0 ? -1 : all - baseline;
+        std::printf("  | %s | %.0f us | %ld |\n", qPrintable(which), times[i], calls[i]);
+        ++i;
+    }
+    std::printf("  ratio Qt/ours: time %.1fx, system calls %.1fx\n\n", times[0] / times[1],
+                calls[1] > 0 ? double(calls[0]) / double(calls[1]) : 0.0);
+    return qtNames == ourNames ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    if (args.size() == 3 && args.at(1) == "--once") {
+        std::printf("%d\n", int(List(args.at(2)).size()));
+        return 0;
+    }
+    const int rounds = args.size() > 1 && args.at(1) != "--here" ? args.at(1).toInt() : 200;
+    if (args.contains("--here"))
+        return Report("A desktop with 32 ttyS entries (sysfs laid out in a mount namespace):", args.last().toInt());
+
+    int failed = Report("This machine:", rounds);
+
+    // The desktop's sysfs over the real one, and the 8250 table root reads, for this run only.
+    QTemporaryDir dir;
+    PortTree::Machine machine(dir.path());
+    PortTree::Desktop32(machine);
+    const QString script = "mount --bind \"$1/sys\" /sys && mount --bind \"$1/proc/tty/driver/serial\" "
+                           "/proc/tty/driver/serial && exec \"$2\" --here \"$3\"";
+    QProcess p;
+    p.setProcessChannelMode(QProcess::ForwardedChannels);
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("LD_PRELOAD", CORVANE_SYSFS_SHIM);
+    p.setProcessEnvironment(env);
+    std::fflush(stdout);
+    p.start("unshare",
+            {"-m", "sh", "-c", script, "sh", dir.path(), app.applicationFilePath(), QString::number(rounds)});
+    if (!p.waitForFinished(600000) || p.exitStatus() != QProcess::NormalExit) {
+        std::printf("(no mount namespace here: the 32 ttyS desktop is skipped)\n");
+        return failed;
+    }
+    return failed | p.exitCode();
+}

@@ -1,0 +1,115 @@
+#pragma once
+
+// A machine's tty devices laid out as sysfs shows them, in a folder: the class links, the
+// device folders with their uevent files, the parents' driver links, the USB devices' vendor
+// files and the 8250 driver's table. Good enough for the port listing and for udev itself.
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QString>
+#include <QStringList>
+
+namespace PortTree {
+
+inline bool Write(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+// A link that points where the kernel's points, relative, so the tree works wherever it lies.
+inline bool Link(const QString& at, const QString& targetFromRoot, const QString& root) {
+    QDir().mkpath(QFileInfo(at).absolutePath());
+    const QString relative = QFileInfo(at).absoluteDir().relativeFilePath(root + targetFromRoot);
+    QFile::remove(at);
+    return QFile::link(relative, at);
+}
+
+class Machine {
+public:
+    explicit Machine(const QString& root) : mRoot(root) {
+        QDir().mkpath(Sys() + "/class/tty");
+        QDir().mkpath(Sys() + "/bus");
+        QDir().mkpath(Sys() + "/devices/virtual/tty");
+        QDir().mkpath(Proc() + "/tty/driver");
+        QDir().mkpath(Dev());
+    }
+
+    QString Sys() const { return mRoot + "/sys"; }
+    QString Proc() const { return mRoot + "/proc"; }
+    QString Dev() const { return mRoot + "/dev"; }
+
+    // A tty with no parent device: a console, ptmx, or a Bluetooth or gadget port.
+    void Virtual(const QString& name) { Tty(name, "/devices/virtual/tty/" + name); }
+
+    // A tty below the parent device at `parent` (a path from the top of sysfs), bound to
+    // `driver` of `bus` (no driver when empty).
+    void Port(const QString& name, const QString& parent, const QString& driver = QString(),
+              const QString& bus = QStringLiteral("platform")) {
+        Device(parent);
+        if (!driver.isEmpty()) {
+            QDir().mkpath(Sys() + "/bus/" + bus + "/drivers/" + driver);
+            Link(Sys() + parent + "/driver", "/bus/" + bus + "/drivers/" + driver, Sys());
+        }
+        Tty(name, parent + "/tty/" + name);
+        Link(Sys() + parent + "/tty/" + name + "/device", parent, Sys());
+    }
+
+    // A USB device and its vendor; its interfaces hold the ports.
+    void Usb(const QString& devicePath, quint16 vendor) {
+        Device(devicePath);
+        if (vendor != 0)
+            Write(Sys() + devicePath + "/idVendor", QByteArray::number(vendor, 16).rightJustified(4, '0') + "\n");
+    }
+
+    // The 8250 driver's table as root reads it; each line "uart:unknown" or a UART's name.
+    void Serial8250(const QStringList& uarts) {
+        QByteArray text = "serinfo:1.0 driver revision:\n";
+        for (int i = 0; i < uarts.size(); ++i)
+            text += QByteArray::number(i) + ": uart:" + uarts.at(i).toLatin1() + " port:000003F8 irq:4\n";
+        Write(Proc() + "/tty/driver/serial", text);
+    }
+
+private:
+    void Device(const QString& path) {
+        if (!QFileInfo::exists(Sys() + path + "/uevent"))
+            Write(Sys() + path + "/uevent", "");
+    }
+
+    void Tty(const QString& name, const QString& path) {
+        Write(Sys() + path + "/uevent",
+              "MAJOR=4\nMINOR=" + QByteArray::number(++mMinor) + "\nDEVNAME=" + name.toLatin1() + "\n");
+        Write(Sys() + path + "/dev", "4:" + QByteArray::number(mMinor) + "\n");
+        Link(Sys() + path + "/subsystem", "/class/tty", Sys());
+        Link(Sys() + "/class/tty/" + name, path, Sys());
+    }
+
+    QString mRoot;
+    int mMinor = 0;
+};
+
+// A desktop PC of the usual kind: 64 consoles, a built-in port found by the firmware tables,
+// the 8250 driver's 31 unwired lines, a CP210x adapter and an ESP32-S3 on its own USB.
+inline void Desktop32(Machine& m) {
+    for (const char* name : {"console", "ptmx", "tty"})
+        m.Virtual(name);
+    for (int i = 0; i < 64; ++i)
+        m.Virtual(QStringLiteral("tty%1").arg(i));
+    m.Port("ttyS0", "/devices/pnp0/00:05", "serial", "pnp");
+    QStringList uarts{"16550A"};
+    for (int i = 1; i < 32; ++i) {
+        m.Port(QStringLiteral("ttyS%1").arg(i), "/devices/platform/serial8250", "serial8250");
+        uarts << "unknown";
+    }
+    m.Serial8250(uarts);
+    const QString hub = "/devices/pci0000:00/0000:00:14.0/usb1";
+    m.Usb(hub + "/1-2", 0x10C4);
+    m.Usb(hub + "/1-2/1-2:1.0", 0);
+    m.Port("ttyUSB0", hub + "/1-2/1-2:1.0/ttyUSB0", "cp210x", "usb-serial");
+    m.Usb(hub + "/1-1", 0x303A);
+    m.Usb(hub + "/1-1/1-1:1.0", 0);
+    m.Port("ttyACM0", hub + "/1-1/1-1:1.0", "cdc_acm", "usb");
+}
+
+} // namespace PortTree
