@@ -72,17 +72,38 @@ long SyscallsOfOneRun(const QString& which) {
     return -1;
 }
 
+QString Names(const QList<SerialPort>& ports) {
+    QStringList names;
+    for (const SerialPort& p : ports)
+        names << p.Name;
+    return names.join(' ');
+}
+
+// Runs this program inside a private mount namespace where the tree at `root` stands for
+// the machine's sysfs; returns what it printed, or a null string when that can't be done.
+QString InNamespace(const QString& root, const QStringList& args) {
+    const QString script = "mount --bind \"$1/sys\" /sys && mount --bind \"$1/proc/tty/driver/serial\" "
+                           "/proc/tty/driver/serial && shift && exec \"$@\"";
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("LD_PRELOAD", CORVANE_SYSFS_SHIM);
+    p.setProcessEnvironment(env);
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    p.start("unshare",
+            QStringList{"-m", "sh", "-c", script, "sh", root, QCoreApplication::applicationFilePath()} + args);
+    if (!p.waitForFinished(600000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
+        return QString();
+    return QString::fromUtf8(p.readAllStandardOutput());
+}
+
 int Report(const QString& machine, int rounds) {
     const long baseline = SyscallsOfOneRun("none");
     const QList<SerialPort> qt = ListSerialPortsByQt();
     const QList<SerialPort> ours = ListSerialPorts();
     std::printf("%s\n  Qt's:  %s\n  ours:  %s\n", qPrintable(machine), qPrintable(Describe(qt)),
                 qPrintable(Describe(ours)));
-    QStringList qtNames, ourNames;
-    for (const SerialPort& p : qt)
-        qtNames << p.Name;
-    for (const SerialPort& p : ours)
-        ourNames << p.Name;
+    const QString qtNames = Names(qt);
+    const QString ourNames = Names(ours);
     std::printf("  same ports, order and names: %s\n", qtNames == ourNames ? "yes" : "NO");
     std::printf("  | listing | median time | system calls |\n  |---|---|---|\n");
     double times[2] = {};
@@ -105,6 +126,10 @@ int Report(const QString& machine, int rounds) {
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
+    if (args.size() == 2 && args.at(1) == "--names") {
+        std::printf("%s\n", qPrintable(Names(ListSerialPortsByQt())));
+        return 0;
+    }
     if (args.size() == 3 && args.at(1) == "--once") {
         std::printf("%d\n", int(List(args.at(2)).size()));
         return 0;
@@ -115,23 +140,31 @@ int main(int argc, char** argv) {
 
     int failed = Report("This machine:", rounds);
 
-    // The desktop's sysfs over the real one, and the 8250 table root reads, for this run only.
+    // Each layout's sysfs over the real one, and the 8250 table root reads, for one run each.
+    std::printf("Layouts: Qt's listing (over udev, in a mount namespace) against ours (from the tree)\n");
+    std::printf("| layout | Qt's | ours | same |\n|---|---|---|---|\n");
+    for (const PortTree::Layout& layout : PortTree::Layouts()) {
+        QTemporaryDir dir;
+        PortTree::Machine machine(dir.path());
+        if (!QFile::exists(machine.Proc() + "/tty/driver/serial"))
+            machine.Serial8250({});
+        layout.build(machine);
+        const QString qt = InNamespace(dir.path(), {"--names"}).trimmed();
+        const QString ours =
+            Names(ListSerialPorts({machine.Sys().toUtf8(), machine.Proc().toUtf8(), machine.Dev().toUtf8()}));
+        const bool same = !qt.isNull() && qt == ours;
+        failed |= same ? 0 : 1;
+        std::printf("| %s | %s | %s | %s |\n", layout.name, qt.isNull() ? "(no namespace)" : qPrintable(qt),
+                    qPrintable(ours), same ? "yes" : "NO");
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+
     QTemporaryDir dir;
     PortTree::Machine machine(dir.path());
     PortTree::Desktop32(machine);
-    const QString script = "mount --bind \"$1/sys\" /sys && mount --bind \"$1/proc/tty/driver/serial\" "
-                           "/proc/tty/driver/serial && exec \"$2\" --here \"$3\"";
-    QProcess p;
-    p.setProcessChannelMode(QProcess::ForwardedChannels);
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("LD_PRELOAD", CORVANE_SYSFS_SHIM);
-    p.setProcessEnvironment(env);
-    std::fflush(stdout);
-    p.start("unshare",
-            {"-m", "sh", "-c", script, "sh", dir.path(), app.applicationFilePath(), QString::number(rounds)});
-    if (!p.waitForFinished(600000) || p.exitStatus() != QProcess::NormalExit) {
-        std::printf("(no mount namespace here: the 32 ttyS desktop is skipped)\n");
-        return failed;
-    }
-    return failed | p.exitCode();
+    const QString report = InNamespace(dir.path(), {"--here", QString::number(rounds)});
+    std::printf("%s",
+                report.isNull() ? "(no mount namespace here: the 32 ttyS desktop is skipped)\n" : qPrintable(report));
+    return failed;
 }

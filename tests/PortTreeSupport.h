@@ -112,4 +112,63 @@ inline void Desktop32(Machine& m) {
     m.Port("ttyACM0", hub + "/1-1/1-1:1.0", "cdc_acm", "usb");
 }
 
+// Machines of other kinds, each with the ports Qt's own listing gives for it, in its order
+// (checked against Qt's listing over udev by bench_ports).
+struct Layout {
+    const char* name;
+    void (*build)(Machine&);
+    QStringList ports; // "name" or "name@vendor"
+};
+
+inline QList<Layout> Layouts() {
+    return {
+        {"desktop, 32 ttyS", Desktop32, {"ttyACM0@303a", "ttyUSB0@10c4", "ttyS0"}},
+        {"nothing", [](Machine&) {}, {}},
+        {"consoles only",
+         [](Machine& m) {
+             for (const char* name : {"console", "ptmx", "tty", "tty0", "tty1"})
+                 m.Virtual(name);
+         },
+         {}},
+        {"serial core ports of a newer kernel",
+         [](Machine& m) {
+             for (int i = 0; i < 12; ++i)
+                 m.Port(QStringLiteral("ttyS%1").arg(i),
+                        QStringLiteral("/devices/platform/serial8250/serial8250:0/serial8250:0.%1").arg(i), "port",
+                        "serial-base");
+         },
+         {"ttyS0", "ttyS1", "ttyS10", "ttyS11", "ttyS2", "ttyS3", "ttyS4", "ttyS5", "ttyS6", "ttyS7", "ttyS8",
+          "ttyS9"}},
+        {"8250 lines that don't open",
+         [](Machine& m) {
+             // A UART on line 2 by the driver's table, but no node to open it by.
+             m.Port("ttyS2", "/devices/platform/serial8250", "serial8250");
+             m.Port("ttyS3", "/devices/platform/serial8250", "serial8250");
+             m.Serial8250({"unknown", "unknown", "16550A", "unknown"});
+             m.Port("ttyS4", "/devices/pci0000:00/0000:00:16.3", "serial", "pci");
+         },
+         {"ttyS4"}},
+        {"adapters behind a hub, one without driver",
+         [](Machine& m) {
+             const QString hub = "/devices/pci0000:00/0000:00:14.0/usb3";
+             m.Usb(hub + "/3-1.2", 0x1A86);
+             m.Port("ttyUSB1", hub + "/3-1.2/3-1.2:1.0/ttyUSB1", "ch341-uart", "usb-serial");
+             m.Usb(hub + "/3-1", 0x0403);
+             m.Port("ttyUSB0", hub + "/3-1/3-1:1.0/ttyUSB0", "ftdi_sio", "usb-serial");
+             m.Usb(hub + "/3-10", 0x10C4);
+             m.Port("ttyUSB2", hub + "/3-10/3-10:1.0/ttyUSB2");
+             m.Usb(hub + "/3-1.10", 0x303A);
+             m.Port("ttyACM0", hub + "/3-1.10/3-1.10:1.0", "cdc_acm", "usb");
+         },
+         {"ttyUSB0@0403", "ttyACM0@303a", "ttyUSB1@1a86", "ttyUSB2@10c4"}},
+        {"parentless ports Qt keeps",
+         [](Machine& m) {
+             for (const char* name : {"rfcomm0", "rfcomm256", "rfcommX", "tnt0", "ttyGS0", "ttyprintk", "tty0"})
+                 m.Virtual(name);
+             m.Port("ttyAMA0", "/devices/platform/fe201000.serial", "uart-pl011", "amba");
+         },
+         {"ttyAMA0", "rfcomm0", "tnt0", "ttyGS0"}},
+    };
+}
+
 } // namespace PortTree
