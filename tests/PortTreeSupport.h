@@ -89,13 +89,19 @@ private:
     int mMinor = 0;
 };
 
-// A desktop PC of the usual kind: 64 consoles, a built-in port found by the firmware tables,
-// the 8250 driver's 31 unwired lines, a CP210x adapter and an ESP32-S3 on its own USB.
-inline void Desktop32(Machine& m) {
+inline void Consoles(Machine& m) {
     for (const char* name : {"console", "ptmx", "tty"})
         m.Virtual(name);
     for (int i = 0; i < 64; ++i)
         m.Virtual(QStringLiteral("tty%1").arg(i));
+}
+
+void Adapters(Machine& m);
+
+// A desktop PC of the usual kind: 64 consoles, a built-in port found by the firmware tables,
+// the 8250 driver's 31 unwired lines, a CP210x adapter and an ESP32-S3 on its own USB.
+inline void Desktop32(Machine& m) {
+    Consoles(m);
     m.Port("ttyS0", "/devices/pnp0/00:05", "serial", "pnp");
     QStringList uarts{"16550A"};
     for (int i = 1; i < 32; ++i) {
@@ -103,6 +109,25 @@ inline void Desktop32(Machine& m) {
         uarts << "unknown";
     }
     m.Serial8250(uarts);
+    Adapters(m);
+}
+
+// The same desktop under a kernel of 6.5 or later: each 8250 line is a port device of its own,
+// bound to the serial core's driver, and Qt keeps every one of them.
+inline void Desktop32SerialCore(Machine& m) {
+    Consoles(m);
+    QStringList uarts;
+    for (int i = 0; i < 32; ++i) {
+        m.Port(QStringLiteral("ttyS%1").arg(i),
+               QStringLiteral("/devices/platform/serial8250/serial8250:0/serial8250:0.%1").arg(i), "port",
+               "serial-base");
+        uarts << (i == 0 ? "16550A" : "unknown");
+    }
+    m.Serial8250(uarts);
+    Adapters(m);
+}
+
+inline void Adapters(Machine& m) {
     const QString hub = "/devices/pci0000:00/0000:00:14.0/usb1";
     m.Usb(hub + "/1-2", 0x10C4);
     m.Usb(hub + "/1-2/1-2:1.0", 0);
