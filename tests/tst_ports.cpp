@@ -1,6 +1,8 @@
+#include "PortTreeSupport.h"
 #include "SerialSupport.h"
 #include "TestSupport.h"
 
+#include "platform/PortList.h"
 #include "platform/Serial.h"
 #include "window/EspWin.h"
 
@@ -14,11 +16,20 @@ using namespace TestSupport;
 
 namespace {
 
-QList<SerialPort> PortsNamed(const QStringList& names) {
+// "ttyUSB0@10c4": a port and the USB vendor of its adapter.
+QList<SerialPort> PortsNamed(const QStringList& specs) {
     QList<SerialPort> ports;
-    for (const QString& name : names)
-        ports << SerialPort{name, QStringLiteral("/dev/null")};
+    for (const QString& spec : specs)
+        ports << SerialPort{spec.section('@', 0, 0), QStringLiteral("/dev/null"),
+                            quint16(spec.section('@', 1).toUInt(nullptr, 16))};
     return ports;
+}
+
+QStringList Specs(const QList<SerialPort>& ports) {
+    QStringList specs;
+    for (const SerialPort& p : ports)
+        specs << (p.VendorId ? p.Name + '@' + QString::number(p.VendorId, 16).rightJustified(4, '0') : p.Name);
+    return specs;
 }
 
 QStringList Rows(const PopupMenu& menu) {
@@ -48,6 +59,9 @@ private slots:
     void cleanup() { DisposeWindow(); }
     void defaultRow_data();
     void defaultRow();
+    void listing_data();
+    void listing();
+    void listingAsQtOnThisMachine();
     void changesOfARescan_data();
     void changesOfARescan();
     void failingListKeepsRowsSoFar_data();
@@ -56,24 +70,43 @@ private slots:
 };
 
 void TstPorts::defaultRow_data() {
-    QTest::addColumn<QStringList>("names");
+    QTest::addColumn<QStringList>("ports");
     QTest::addColumn<int>("selected");
+    QTest::addColumn<int>("byName");
 
-    QTest::newRow("no ports") << QStringList{} << -1;
-    QTest::newRow("one plain port") << QStringList{"ttyS0"} << 0;
-    QTest::newRow("fragment second") << QStringList{"ttyS0", "cu.SLAB_USBtoUART"} << 1;
-    QTest::newRow("fragment twice") << QStringList{"ttyACM0", "SLAB_USBtoUART7", "SLAB_USBtoUART"} << 1;
-    QTest::newRow("other case is no match") << QStringList{"ttyS0", "slab_usbtouart", "SLAB_USBTOUART"} << 0;
-    QTest::newRow("fragment inside the name") << QStringList{"ttyS0", "tty.SLAB_USBtoUART-1"} << 1;
-    QTest::newRow("fragment first") << QStringList{"SLAB_USBtoUART", "ttyUSB0"} << 0;
+    QTest::newRow("no ports") << QStringList{} << -1 << 0;
+    QTest::newRow("one built-in port") << QStringList{"ttyS0"} << 0 << 0;
+    QTest::newRow("only built-in ports") << QStringList{"ttyS0", "ttyS1"} << 0 << 0;
+    QTest::newRow("CP210x behind built-in ports") << QStringList{"ttyS0", "ttyS1", "ttyUSB0@10c4"} << 2 << 0;
+    QTest::newRow("CP210x beats an earlier CH340") << QStringList{"ttyS0", "ttyUSB0@1a86", "ttyUSB1@10c4"} << 2 << 0;
+    QTest::newRow("first of two CP210x") << QStringList{"ttyS0", "ttyUSB3@10c4", "ttyUSB0@10c4"} << 1 << 0;
+    QTest::newRow("no CP210x: an FTDI") << QStringList{"ttyS0", "ttyUSB0@0403"} << 1 << 0;
+    QTest::newRow("no CP210x: the ESP32-S3's own USB") << QStringList{"ttyS0", "ttyACM0@303a"} << 1 << 0;
+    QTest::newRow("ttyACM without a vendor") << QStringList{"ttyS0", "ttyS1", "ttyACM0"} << 2 << 0;
+    QTest::newRow("ttyUSB without a vendor") << QStringList{"ttyS4", "ttyUSB3"} << 1 << 0;
+    QTest::newRow("USB by vendor alone") << QStringList{"ttyS0", "rfcomm0", "ttyXRUSB0@04e2"} << 2 << 0;
+    QTest::newRow("CP210x first") << QStringList{"ttyUSB0@10c4", "ttyACM0@303a"} << 0 << 0;
+    // macOS's names: the name rule takes the fragment byte-exact; on Linux it means nothing.
+    QTest::newRow("macOS bridge second") << QStringList{"ttyS0", "cu.SLAB_USBtoUART"} << 0 << 1;
+    QTest::newRow("macOS bridge twice") << QStringList{"ttyS0", "SLAB_USBtoUART7", "SLAB_USBtoUART"} << 0 << 1;
+    QTest::newRow("macOS bridge in other case") << QStringList{"ttyS0", "slab_usbtouart", "SLAB_USBTOUART"} << 0 << 0;
+    QTest::newRow("macOS bridge inside the name") << QStringList{"Bluetooth", "tty.SLAB_USBtoUART-1"} << 0 << 1;
 }
 
 void TstPorts::defaultRow() {
-    QFETCH(QStringList, names);
+    QFETCH(QStringList, ports);
     QFETCH(int, selected);
+    QFETCH(int, byName);
+    QCOMPARE(System::DefaultSerialPortByName(PortsNamed(ports)), byName);
+#ifdef Q_OS_MACOS
+    selected = ports.isEmpty() ? -1 : byName;
+#endif
+    QStringList names;
+    for (const SerialPort& port : PortsNamed(ports))
+        names << port.Name;
     AppFolderLayout layout;
     SeamRecorder seams;
-    seams.ports = PortsNamed(names);
+    seams.ports = PortsNamed(ports);
 
     // At start-up, through PortPM_Open.
     EspWin* w = SerialSupport::NewWindow();
@@ -89,10 +122,10 @@ void TstPorts::defaultRow() {
     QCOMPARE(w->PortPM.ListIndex(), selected);
 
     // Ports that came since are listed on the next scan, in the machine's order.
-    seams.ports << SerialPort{QStringLiteral("ttyUSB9"), QStringLiteral("/dev/null")};
+    seams.ports << SerialPort{QStringLiteral("ttyS9"), QStringLiteral("/dev/null")};
     QCOMPARE(w->PortPM.ListCount(), names.size());
     w->ScanBtn.Push();
-    QCOMPARE(Rows(w->PortPM), names + QStringList{"ttyUSB9"});
+    QCOMPARE(Rows(w->PortPM), names + QStringList{"ttyS9"});
     QCOMPARE(w->PortPM.ListIndex(), qMax(selected, 0));
     QCOMPARE(seams.beeps, 0);
 }
@@ -101,9 +134,9 @@ void TstPorts::changesOfARescan_data() {
     QTest::addColumn<QStringList>("names");
     QTest::addColumn<int>("changes");
 
-    QTest::newRow("fragment past row 0") << QStringList{"ttyS0", "ttyS1", "SLAB_USBtoUART"} << 2;
-    QTest::newRow("fragment at row 0") << QStringList{"SLAB_USBtoUART", "ttyS1"} << 1;
-    QTest::newRow("no fragment") << QStringList{"ttyS0", "ttyS1"} << 1;
+    QTest::newRow("bridge past row 0") << QStringList{"ttyS0", "ttyS1", "ttyUSB0@10c4"} << 2;
+    QTest::newRow("bridge at row 0") << QStringList{"ttyUSB0@10c4", "ttyS1"} << 1;
+    QTest::newRow("no bridge") << QStringList{"ttyS0", "ttyS1"} << 1;
     QTest::newRow("no ports") << QStringList{} << 0;
 }
 
@@ -145,7 +178,7 @@ void TstPorts::failingListKeepsRowsSoFar() {
     QFETCH(QStringList, rows);
     AppFolderLayout layout;
     SeamRecorder seams;
-    const QList<SerialPort> ports = PortsNamed({"ttyS0", "ttyS1", "SLAB_USBtoUART", "ttyS3"});
+    const QList<SerialPort> ports = PortsNamed({"ttyS0", "ttyS1", "ttyUSB0@10c4", "ttyS3"});
     Seams::SetSerialPorts([ports] { return ports; });
     EspWin* w = SerialSupport::NewWindow();
     QCOMPARE(w->PortPM.ListCount(), 4);
@@ -166,7 +199,7 @@ void TstPorts::failingListKeepsRowsSoFar() {
     Seams::SetSerialPorts([ports] { return ports; });
     w->ScanBtn.Push();
     QCOMPARE(w->PortPM.ListCount(), 4);
-    QCOMPARE(w->PortPM.Text(), QString("SLAB_USBtoUART"));
+    QCOMPARE(w->PortPM.ListIndex(), System::DefaultSerialPort(ports));
 }
 
 void TstPorts::rescanDuringSession() {
@@ -174,9 +207,9 @@ void TstPorts::rescanDuringSession() {
     SeamRecorder seams;
     Pty board, bridge;
     QVERIFY(board.Open() && bridge.Open());
-    seams.ports = {board.Port(), SerialPort{QStringLiteral("SLAB_USBtoUART"), bridge.slavePath}};
+    seams.ports = {board.Port(), SerialPort{QStringLiteral("ttyUSB0"), bridge.slavePath, 0x10C4}};
     EspWin* w = SerialSupport::NewWindow();
-    QCOMPARE(w->PortPM.Text(), QString("SLAB_USBtoUART"));
+    QCOMPARE(w->PortPM.Text(), QString("ttyUSB0"));
 
     w->PortPM.SetListIndex(0);
     w->ConnectPB.Push();
@@ -184,7 +217,7 @@ void TstPorts::rescanDuringSession() {
     QCOMPARE(w->ConnectPB.Caption(), QString("Disconnect"));
 
     w->ScanBtn.Push();
-    QCOMPARE(w->PortPM.Text(), QString("SLAB_USBtoUART"));
+    QCOMPARE(w->PortPM.Text(), QString("ttyUSB0"));
     QCOMPARE(w->ConnectPB.Caption(), QString("Disconnect"));
     QVERIFY(w->mConnected);
     QVERIFY(w->MySerial.IsOpen());
@@ -194,6 +227,36 @@ void TstPorts::rescanDuringSession() {
     board.Send("still here\r\n");
     QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().contains("still here"), 10000);
     QCOMPARE(seams.beeps, 0);
+}
+
+void TstPorts::listing_data() {
+    QTest::addColumn<int>("layout");
+    const auto layouts = PortTree::Layouts();
+    for (int i = 0; i < layouts.size(); ++i)
+        QTest::newRow(layouts.at(i).name) << i;
+}
+
+// The machine's sysfs as a tree of its own: the ports, order, names and vendors that Qt's
+// listing gives for it (bench_ports holds the two side by side under udev).
+void TstPorts::listing() {
+    QFETCH(int, layout);
+    QTemporaryDir dir;
+    PortTree::Machine machine(dir.path());
+    PortTree::Layouts().at(layout).build(machine);
+    const QList<SerialPort> ports =
+        ListSerialPorts({machine.Sys().toUtf8(), machine.Proc().toUtf8(), machine.Dev().toUtf8()});
+    QCOMPARE(Specs(ports), PortTree::Layouts().at(layout).ports);
+    for (const SerialPort& port : ports)
+        QCOMPARE(port.Device, machine.Dev() + '/' + port.Name);
+}
+
+void TstPorts::listingAsQtOnThisMachine() {
+    QStringList ours, qt;
+    for (const SerialPort& port : ListSerialPorts())
+        ours << port.Name + ' ' + port.Device;
+    for (const SerialPort& port : ListSerialPortsByQt())
+        qt << port.Name + ' ' + port.Device;
+    QCOMPARE(ours, qt);
 }
 
 QTEST_MAIN(TstPorts)

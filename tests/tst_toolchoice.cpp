@@ -22,6 +22,8 @@ private slots:
     void dialogChoosesTool();
     void dialogCancelDropsTool();
     void realDialogTakesBareExecutable();
+    void toolOnPath_data();
+    void toolOnPath();
 
 private:
     std::unique_ptr<AppFolderLayout> mLayout;
@@ -159,6 +161,65 @@ void TstToolChoice::realDialogTakesBareExecutable() {
     QCOMPARE(title, QString("Select ESPTool"));
     QCOMPARE(mWin->mEspToolApp, FolderItem(tool));
     QCOMPARE(mWin->EspToolEF.Text(), tool);
+}
+
+void TstToolChoice::toolOnPath_data() {
+    QTest::addColumn<QStringList>("files"); // "folder/name" and how: x runs, - doesn't, / a folder
+    QTest::addColumn<bool>("beside");
+    QTest::addColumn<QString>("found");
+
+    QTest::newRow("found") << QStringList{"a/esptool x"} << false << "a/esptool";
+    QTest::newRow("first on PATH") << QStringList{"a/esptool x", "b/esptool x"} << false << "a/esptool";
+    QTest::newRow("not executable") << QStringList{"a/esptool -", "b/esptool x"} << false << "b/esptool";
+    QTest::newRow("not executable anywhere") << QStringList{"a/esptool -", "b/esptool.py -"} << false << "";
+    QTest::newRow("a folder") << QStringList{"a/esptool /", "b/esptool.py x"} << false << "b/esptool.py";
+    QTest::newRow("esptool.py only") << QStringList{"b/esptool.py x"} << false << "b/esptool.py";
+    QTest::newRow("esptool before an earlier esptool.py")
+        << QStringList{"a/esptool.py x", "b/esptool x"} << false << "b/esptool";
+    QTest::newRow("nothing on PATH") << QStringList{} << false << "";
+    QTest::newRow("beside the program first") << QStringList{"a/esptool x"} << true << "";
+}
+
+// pip and pipx put the tool on PATH; it is taken as if it lay beside the program, and the
+// dialog still replaces it.
+void TstToolChoice::toolOnPath() {
+    QFETCH(QStringList, files);
+    QFETCH(bool, beside);
+    QFETCH(QString, found);
+    DisposeWindow();
+    if (!beside)
+        QVERIFY(QFile::remove(mLayout->Path("Corvane.app/Contents/Resources/esptool")));
+    QTemporaryDir path;
+    for (const QString& file : files) {
+        const QString at = path.filePath(file.section(' ', 0, 0));
+        const QString how = file.section(' ', 1);
+        if (how == "/") {
+            QVERIFY(QDir().mkpath(at));
+        } else {
+            QVERIFY(WriteFile(at, "#!/bin/sh\necho stand-in\n"));
+            QVERIFY(QFile::setPermissions(at, how == "x" ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+                                                         : QFile::ReadOwner | QFile::WriteOwner));
+        }
+    }
+    const QByteArray oldPath = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(path.filePath("a") + ':' + path.filePath("b")));
+    mWin = EspWin::Instance();
+    qputenv("PATH", oldPath);
+    ShowOnePort(mWin, "ttyUSB0");
+    LoadPresets(mWin, {Record("Sample", FolderItem(mDir.path()), "", {"--port %port"})}, 0);
+
+    const FolderItem tool = beside            ? FolderItem(mLayout->Path("Corvane.app/Contents/Resources/esptool"))
+                            : found.isEmpty() ? FolderItem()
+                                              : FolderItem(path.filePath(found));
+    QCOMPARE(mWin->mEspToolApp, tool);
+    QCOMPARE(mWin->EspToolEF.Text(), tool.IsNil() ? QString() : tool.ShellPath());
+    QCOMPARE(mWin->InstallEF.Text(), (tool.IsNil() ? QString() : tool.ShellPath() + ' ') + "--port /dev/ttyUSB0");
+
+    const FolderItem chosen(mDir.filePath("chosen/esptool"));
+    mSeams->openAnswer = chosen;
+    mWin->SelectESPPB.Push();
+    QCOMPARE(mWin->mEspToolApp, chosen);
+    QCOMPARE(mWin->InstallEF.Text(), chosen.ShellPath() + " --port /dev/ttyUSB0");
 }
 
 QTEST_MAIN(TstToolChoice)

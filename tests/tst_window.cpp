@@ -225,7 +225,11 @@ void TstWindow::toolSearch() {
     for (const QString& tool : tools)
         MakeTool(tool);
 
+    // An esptool installed on this machine's PATH would be found after the three places.
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", "");
     EspWin* w = EspWin::Instance();
+    qputenv("PATH", path);
     if (found.isEmpty()) {
         QVERIFY(w->mEspToolApp.IsNil());
         QCOMPARE(w->EspToolEF.Text(), QString());

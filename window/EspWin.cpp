@@ -2,6 +2,7 @@
 
 #include "app/App.h"
 #include "platform/MenuBar.h"
+#include "platform/SearchPath.h"
 #include "platform/Text.h"
 #include "platform/Yield.h"
 
@@ -304,6 +305,9 @@ void EspWin::DoOpen() {
     } else {
         f = FolderItem();
     }
+    // Installed with pip or pipx, the tool lives on PATH rather than beside the program.
+    if (f.IsNil() || !f.Exists())
+        f = FindOnPath({QStringLiteral("esptool"), QStringLiteral("esptool.py")});
 
     EspToolEF.SetText("");
     if (!f.IsNil() && f.Exists()) {
