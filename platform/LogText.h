@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringView>
+
+#include <utility>
+#include <vector>
+
+// The text of a log pane, held once and compactly, as a terminal keeps its scrollback: one byte
+// a character while every character fits in Latin-1 (all a serial port ever delivers), two from
+// the first one that doesn't. Lines are indexed by where they start. What a line shows is derived
+// from it: a carriage return that is not the last character of its line takes the line back to
+// its start, and a line wider than the pane is broken into rows. Neither touches the text.
+class LogText {
+public:
+    LogText();
+
+    qint64 Size() const { return mWide ? mWideText.size() : mLatin.size(); }
+    QChar At(qint64 at) const { return mWide ? mWideText.at(at) : QChar(uchar(mLatin.at(at))); }
+    QString Mid(qint64 from, qint64 count) const;
+    QString Text() const { return Mid(0, Size()); }
+    bool Equals(QStringView text) const;
+
+    void Append(QStringView text);
+    void Replace(qint64 from, qint64 count, QStringView text);
+    // Gives the memory back at once.
+    void Clear();
+
+    qint64 LineCount() const { return qint64(mStarts.size()); }
+    qint64 LineAt(qint64 at) const;
+    qint64 LineStart(qint64 line) const { return mStarts[std::size_t(line)]; }
+    // Where the line's own characters end: before its line feed, or at the end of the text.
+    qint64 LineEnd(qint64 line) const;
+    // The part of a line that is on screen: after its last overwriting carriage return, and
+    // without a carriage return at its end.
+    qint64 ShownStart(qint64 line) const { return LineStart(line) + mHeads[std::size_t(line)]; }
+    qint64 ShownEnd(qint64 line) const;
+
+    // Rows: lines broken at a number of columns.
+    void SetColumns(int columns);
+    int Columns() const { return mColumns; }
+    qint64 RowCount() const { return mRowEnds.empty() ? 0 : mRowEnds.back(); }
+    qint64 FirstRowOf(qint64 line) const { return line == 0 ? 0 : mRowEnds[std::size_t(line - 1)]; }
+    qint64 RowsOf(qint64 line) const;
+    // The line a row belongs to, and which of its rows it is.
+    std::pair<qint64, qint64> LineOfRow(qint64 row) const;
+
+private:
+    void Store(qint64 at, qint64 remove, QStringView text);
+    void IndexFrom(qint64 line, qint64 scanFrom);
+    qint64 LastOverwrite(qint64 from, qint64 to) const;
+    qint64 NextLineFeed(qint64 from) const;
+
+    QByteArray mLatin;
+    QString mWideText;
+    bool mWide = false;
+    std::vector<qint64> mStarts;
+    // How many characters at the head of each line an overwriting carriage return hides.
+    std::vector<quint32> mHeads;
+    std::vector<qint64> mRowEnds;
+    int mColumns = 80;
+};
