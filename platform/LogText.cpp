@@ -1,31 +1,87 @@
 #include "platform/LogText.h"
 
+#include <QStringEncoder>
+#include <QThreadPool>
 #include <QtGlobal>
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
-LogText::LogText() {
-    Clear();
+#include <sys/mman.h>
+
+namespace {
+
+// A block is filled to this size before the next one starts.
+constexpr qint64 kBlock = 4 << 20;
+
+// Fresh pages fault one by one as a flood fills them; where the system offers huge pages, a
+// block takes them, and a fault brings in 2 MB at a time.
+void AdviseHugePages(char* data, qint64 size) {
+#ifdef MADV_HUGEPAGE
+    constexpr quintptr kPage = 4096;
+    const quintptr from = (quintptr(data) + kPage - 1) & ~(kPage - 1);
+    const quintptr to = (quintptr(data) + quintptr(size)) & ~(kPage - 1);
+    if (to > from)
+        madvise(reinterpret_cast<void*>(from), to - from, MADV_HUGEPAGE);
+#else
+    Q_UNUSED(data);
+    Q_UNUSED(size);
+#endif
+}
+
+} // namespace
+
+LogText::LogText() : mLatin{QByteArray()}, mBlockStarts{0}, mStarts{0}, mHeads{0}, mRowEnds{1} {}
+
+std::pair<std::size_t, qint64> LogText::Locate(qint64 at) const {
+    const auto it = std::upper_bound(mBlockStarts.begin(), mBlockStarts.end(), at);
+    const std::size_t block = std::size_t(std::max<std::ptrdiff_t>(0, (it - mBlockStarts.begin()) - 1));
+    return {block, at - mBlockStarts[block]};
+}
+
+qint64 LogText::BlockSize(std::size_t block) const {
+    return mWide ? mWideText[block].size() : mLatin[block].size();
+}
+
+QChar LogText::At(qint64 at) const {
+    const auto [block, offset] = Locate(at);
+    return mWide ? mWideText[block].at(offset) : QChar(uchar(mLatin[block].at(offset)));
 }
 
 QString LogText::Mid(qint64 from, qint64 count) const {
     from = qBound<qint64>(0, from, Size());
     count = qBound<qint64>(0, count, Size() - from);
-    if (mWide)
-        return mWideText.mid(from, count);
-    return QString::fromLatin1(mLatin.constData() + from, count);
+    QString text;
+    text.reserve(count);
+    auto [block, offset] = Locate(from);
+    while (count > 0) {
+        const qint64 n = std::min(count, BlockSize(block) - offset);
+        if (mWide)
+            text += QStringView(mWideText[block]).mid(offset, n);
+        else
+            text += QLatin1StringView(mLatin[block].constData() + offset, n);
+        count -= n;
+        ++block;
+        offset = 0;
+    }
+    return text;
 }
 
 bool LogText::Equals(QStringView text) const {
     if (text.size() != Size())
         return false;
-    if (mWide)
-        return QStringView(mWideText) == text;
-    const char* bytes = mLatin.constData();
-    for (qsizetype i = 0; i < text.size(); ++i)
-        if (text[i].unicode() != uchar(bytes[i]))
+    qint64 at = 0;
+    for (std::size_t block = 0; block < mBlockStarts.size(); ++block) {
+        const qint64 n = BlockSize(block);
+        if (mWide) {
+            if (QStringView(mWideText[block]) != text.mid(at, n))
+                return false;
+        } else if (QLatin1StringView(mLatin[block].constData(), n) != text.mid(at, n)) {
             return false;
+        }
+        at += n;
+    }
     return true;
 }
 
@@ -50,58 +106,163 @@ void LogText::Replace(qint64 from, qint64 count, QStringView text) {
 }
 
 void LogText::Clear() {
-    mLatin = QByteArray();
-    mWideText = QString();
+    // Handing back hundreds of megabytes page by page takes longer than a frame: a worker
+    // does it, while the pane is empty at once.
+    auto old = std::make_shared<LogText>(std::move(*this));
+    if (old->mSize >= kBlock)
+        QThreadPool::globalInstance()->start([old]() mutable { old.reset(); });
+    mLatin = {QByteArray()};
+    mWideText = {};
+    mBlockStarts = {0};
+    mSize = 0;
     mWide = false;
-    std::vector<qint64>{0}.swap(mStarts);
-    std::vector<quint32>{0}.swap(mHeads);
-    std::vector<qint64>{1}.swap(mRowEnds);
+    mStarts = {0};
+    mHeads = {0};
+    mRowEnds = {1};
+}
+
+void LogText::Widen() {
+    mWideText.clear();
+    for (QByteArray& block : mLatin) {
+        mWideText.push_back(QString::fromLatin1(block));
+        block = QByteArray();
+    }
+    mLatin.clear();
+    mWide = true;
+}
+
+void LogText::CountBlockStarts() {
+    const std::size_t count = mWide ? mWideText.size() : mLatin.size();
+    mBlockStarts.resize(count);
+    qint64 at = 0;
+    for (std::size_t block = 0; block < count; ++block) {
+        mBlockStarts[block] = at;
+        at += BlockSize(block);
+    }
+    mSize = at;
+}
+
+void LogText::AppendToBlocks(QStringView text) {
+    while (!text.isEmpty()) {
+        const std::size_t last = mBlockStarts.size() - 1;
+        if (BlockSize(last) >= kBlock) {
+            mBlockStarts.push_back(mSize);
+            if (mWide) {
+                mWideText.emplace_back();
+                mWideText.back().reserve(kBlock);
+            } else {
+                mLatin.emplace_back();
+                mLatin.back().reserve(kBlock);
+                AdviseHugePages(mLatin.back().data(), mLatin.back().capacity());
+            }
+            continue;
+        }
+        const QStringView piece = text.left(kBlock - BlockSize(last));
+        if (mWide) {
+            mWideText[last] += piece;
+        } else {
+            QByteArray& block = mLatin[last];
+            if (block.capacity() < kBlock) {
+                block.reserve(kBlock);
+                AdviseHugePages(block.data(), block.capacity());
+            }
+            // Straight into the block's reserved room: no converted copy on the way.
+            const qsizetype old = block.size();
+            block.resize(old + piece.size());
+            QStringEncoder latin1(QStringEncoder::Latin1);
+            latin1.appendToBuffer(block.data() + old, piece);
+        }
+        mSize += piece.size();
+        text = text.mid(piece.size());
+    }
 }
 
 void LogText::Store(qint64 at, qint64 remove, QStringView text) {
-    if (!mWide && !QtPrivate::isLatin1(text)) {
-        mWideText = QString::fromLatin1(mLatin);
-        mLatin = QByteArray();
-        mWide = true;
-    }
-    if (mWide) {
-        mWideText.replace(at, remove, text.constData(), text.size());
+    if (!mWide && !QtPrivate::isLatin1(text))
+        Widen();
+    if (remove == 0 && at == mSize) {
+        AppendToBlocks(text);
         return;
     }
-    if (remove == 0 && at == mLatin.size()) {
-        // The common case, straight into the buffer: no converted copy on the way.
-        mLatin.resize(at + text.size());
-        char* out = mLatin.data() + at;
-        const char16_t* in = text.utf16();
-        for (qsizetype i = 0; i < text.size(); ++i)
-            out[i] = char(in[i]);
-        return;
+    // An edit by hand: rare, and it touches only the blocks it falls in.
+    auto [block, offset] = Locate(at);
+    if (offset == BlockSize(block) && block + 1 < mBlockStarts.size() && remove > 0) {
+        ++block;
+        offset = 0;
     }
-    mLatin.replace(at, remove, text.toLatin1());
+    const std::size_t first = block;
+    const qint64 firstOffset = offset;
+    for (qint64 left = remove; left > 0; ++block, offset = 0) {
+        const qint64 n = std::min(left, BlockSize(block) - offset);
+        if (mWide)
+            mWideText[block].remove(offset, n);
+        else
+            mLatin[block].remove(offset, n);
+        left -= n;
+    }
+    if (mWide)
+        mWideText[first].insert(firstOffset, text);
+    else
+        mLatin[first].insert(firstOffset, text.toLatin1());
+    // Emptied blocks go, but one always stays.
+    if (mWide)
+        mWideText.erase(
+            std::remove_if(mWideText.begin(), mWideText.end(), [](const QString& b) { return b.isEmpty(); }),
+            mWideText.end());
+    else
+        mLatin.erase(std::remove_if(mLatin.begin(), mLatin.end(), [](const QByteArray& b) { return b.isEmpty(); }),
+                     mLatin.end());
+    if (mWide ? mWideText.empty() : mLatin.empty()) {
+        if (mWide)
+            mWideText.emplace_back();
+        else
+            mLatin.emplace_back();
+    }
+    CountBlockStarts();
 }
 
 qint64 LogText::NextLineFeed(qint64 from) const {
-    if (mWide) {
-        const qsizetype at = mWideText.indexOf(QLatin1Char('\n'), from);
-        return at;
-    }
-    if (from >= mLatin.size())
+    if (from >= mSize)
         return -1;
-    const void* hit = std::memchr(mLatin.constData() + from, '\n', std::size_t(mLatin.size() - from));
-    return hit ? static_cast<const char*>(hit) - mLatin.constData() : -1;
+    auto [block, offset] = Locate(from);
+    for (; block < mBlockStarts.size(); ++block, offset = 0) {
+        const qint64 n = BlockSize(block);
+        if (mWide) {
+            const qsizetype hit = mWideText[block].indexOf(QLatin1Char('\n'), offset);
+            if (hit >= 0)
+                return mBlockStarts[block] + hit;
+            continue;
+        }
+        const char* data = mLatin[block].constData();
+        const void* hit = offset < n ? std::memchr(data + offset, '\n', std::size_t(n - offset)) : nullptr;
+        if (hit)
+            return mBlockStarts[block] + (static_cast<const char*>(hit) - data);
+    }
+    return -1;
 }
 
 qint64 LogText::LastOverwrite(qint64 from, qint64 to) const {
     if (to <= from)
         return -1;
-    if (mWide) {
-        for (qint64 i = to - 1; i >= from; --i)
-            if (mWideText.at(i) == QLatin1Char('\r'))
-                return i;
-        return -1;
+    auto [block, last] = Locate(to - 1);
+    for (;;) {
+        const qint64 start = mBlockStarts[block];
+        const qint64 low = std::max<qint64>(0, from - start);
+        if (mWide) {
+            for (qint64 i = last; i >= low; --i)
+                if (mWideText[block].at(i) == QLatin1Char('\r'))
+                    return start + i;
+        } else if (last >= low) {
+            const char* data = mLatin[block].constData();
+            const void* hit = memrchr(data + low, '\r', std::size_t(last - low + 1));
+            if (hit)
+                return start + (static_cast<const char*>(hit) - data);
+        }
+        if (start <= from || block == 0)
+            return -1;
+        --block;
+        last = BlockSize(block) - 1;
     }
-    const void* hit = memrchr(mLatin.constData() + from, '\r', std::size_t(to - from));
-    return hit ? static_cast<const char*>(hit) - mLatin.constData() : -1;
 }
 
 void LogText::IndexFrom(qint64 line, qint64 scanFrom) {

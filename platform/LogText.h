@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringView>
 
+#include <deque>
 #include <utility>
 #include <vector>
 
@@ -16,8 +17,8 @@ class LogText {
 public:
     LogText();
 
-    qint64 Size() const { return mWide ? mWideText.size() : mLatin.size(); }
-    QChar At(qint64 at) const { return mWide ? mWideText.at(at) : QChar(uchar(mLatin.at(at))); }
+    qint64 Size() const { return mSize; }
+    QChar At(qint64 at) const;
     QString Mid(qint64 from, qint64 count) const;
     QString Text() const { return Mid(0, Size()); }
     bool Equals(QStringView text) const;
@@ -47,17 +48,27 @@ public:
     std::pair<qint64, qint64> LineOfRow(qint64 row) const;
 
 private:
+    std::pair<std::size_t, qint64> Locate(qint64 at) const;
+    qint64 BlockSize(std::size_t block) const;
+    void Widen();
+    void AppendToBlocks(QStringView text);
+    void CountBlockStarts();
     void Store(qint64 at, qint64 remove, QStringView text);
     void IndexFrom(qint64 line, qint64 scanFrom);
     qint64 LastOverwrite(qint64 from, qint64 to) const;
     qint64 NextLineFeed(qint64 from) const;
 
-    QByteArray mLatin;
-    QString mWideText;
+    // The text in blocks that are filled and never moved: growing one buffer would copy it all,
+    // page by page, each time it doubles.
+    std::vector<QByteArray> mLatin;
+    std::vector<QString> mWideText;
+    std::vector<qint64> mBlockStarts;
+    qint64 mSize = 0;
     bool mWide = false;
-    std::vector<qint64> mStarts;
+    // Per line, likewise in pieces that never move.
+    std::deque<qint64> mStarts;
     // How many characters at the head of each line an overwriting carriage return hides.
-    std::vector<quint32> mHeads;
-    std::vector<qint64> mRowEnds;
+    std::deque<quint32> mHeads;
+    std::deque<qint64> mRowEnds;
     int mColumns = 80;
 };

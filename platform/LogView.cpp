@@ -14,6 +14,9 @@
 #include <QScrollBar>
 
 #include <algorithm>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <cmath>
 
 namespace {
@@ -62,6 +65,18 @@ bool IsWordCharacter(QChar c) {
 } // namespace
 
 LogView::LogView(QWidget* parent) : QAbstractScrollArea(parent) {
+#ifdef __GLIBC__
+    // A flood arrives as a stream of pieces of 64 KB and more. With glibc's defaults each one is
+    // mapped and unmapped, or the heap grows and is trimmed for it, and every fresh page faults:
+    // that, not the text, is most of the cost. Pieces stay in the heap now, and the pane's large
+    // blocks are still mapped, so Clear still gives them back at once.
+    static const bool tuned = [] {
+        mallopt(M_MMAP_THRESHOLD, 1 << 20);
+        mallopt(M_TRIM_THRESHOLD, 16 << 20);
+        return true;
+    }();
+    Q_UNUSED(tuned);
+#endif
     setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_InputMethodEnabled);
@@ -72,7 +87,10 @@ LogView::LogView(QWidget* parent) : QAbstractScrollArea(parent) {
     viewport()->setAutoFillBackground(true);
     mRepaint.setSingleShot(true);
     mRepaint.setInterval(kRepaintMs);
-    connect(&mRepaint, &QTimer::timeout, viewport(), qOverload<>(&QWidget::update));
+    connect(&mRepaint, &QTimer::timeout, this, [this] {
+        verticalScrollBar()->setUpdatesEnabled(true);
+        viewport()->update();
+    });
     Relayout();
 }
 
@@ -345,8 +363,11 @@ void LogView::UpdateScrollRange() {
 }
 
 void LogView::UpdateSoon() {
-    if (!mRepaint.isActive())
-        mRepaint.start();
+    if (mRepaint.isActive())
+        return;
+    // The scroll bar follows each append exactly, but is drawn at the same pace as the text.
+    verticalScrollBar()->setUpdatesEnabled(false);
+    mRepaint.start();
 }
 
 void LogView::scrollContentsBy(int, int) {
@@ -368,7 +389,6 @@ void LogView::changeEvent(QEvent* event) {
 }
 
 void LogView::paintEvent(QPaintEvent*) {
-    mRepaint.stop();
     QPainter painter(viewport());
     painter.setFont(font());
     const QPalette::ColorGroup group = hasFocus() ? QPalette::Active : QPalette::Inactive;
