@@ -1,6 +1,7 @@
 #include "platform/LogView.h"
 
 #include <QAccessible>
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
@@ -64,7 +65,99 @@ bool IsWordCharacter(QChar c) {
 
 } // namespace
 
+// ---- Accessibility ----
+
+namespace {
+
+// What a screen reader reads: the pane's whole text, its caret and its selection, as a text
+// control offers them (AT-SPI on Linux).
+class LogViewAccessible final : public QAccessibleWidget,
+                                public QAccessibleTextInterface,
+                                public QAccessibleEditableTextInterface {
+public:
+    explicit LogViewAccessible(LogView* view) : QAccessibleWidget(view, QAccessible::EditableText) {}
+
+    void* interface_cast(QAccessible::InterfaceType type) override {
+        if (type == QAccessible::TextInterface)
+            return static_cast<QAccessibleTextInterface*>(this);
+        if (type == QAccessible::EditableTextInterface)
+            return static_cast<QAccessibleEditableTextInterface*>(this);
+        return QAccessibleWidget::interface_cast(type);
+    }
+
+    QAccessible::State state() const override {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.multiLine = true;
+        state.editable = !View()->IsReadOnly();
+        state.readOnly = View()->IsReadOnly();
+        state.selectableText = true;
+        return state;
+    }
+
+    QString text(QAccessible::Text kind) const override {
+        if (kind == QAccessible::Value)
+            return View()->Content().Text();
+        return QAccessibleWidget::text(kind);
+    }
+
+    // Text
+    void selection(int index, int* start, int* end) const override {
+        *start = *end = 0;
+        if (index == 0 && View()->HasSelection()) {
+            *start = Clip(std::min(View()->Caret(), View()->Anchor()));
+            *end = Clip(std::max(View()->Caret(), View()->Anchor()));
+        }
+    }
+    int selectionCount() const override { return View()->HasSelection() ? 1 : 0; }
+    void addSelection(int start, int end) override { setSelection(0, start, end); }
+    void removeSelection(int) override { View()->SetCaret(View()->Caret()); }
+    void setSelection(int, int start, int end) override {
+        View()->SetCaret(start);
+        View()->SetCaret(end, true);
+    }
+    int cursorPosition() const override { return Clip(View()->Caret()); }
+    void setCursorPosition(int position) override { View()->SetCaret(position); }
+    QString text(int start, int end) const override { return View()->Content().Mid(start, qint64(end) - start); }
+    int characterCount() const override { return Clip(View()->Content().Size()); }
+    QRect characterRect(int offset) const override {
+        const QRect cell = View()->CharacterRect(offset);
+        return QRect(View()->viewport()->mapToGlobal(cell.topLeft()), cell.size());
+    }
+    int offsetAtPoint(const QPoint& point) const override {
+        return Clip(View()->PositionAt(View()->viewport()->mapFromGlobal(point)));
+    }
+    void scrollToSubstring(int start, int) override { View()->SetCaret(start); }
+    QString attributes(int offset, int* start, int* end) const override {
+        *start = *end = offset;
+        return QString();
+    }
+
+    // Editable text
+    void deleteText(int start, int end) override { View()->EditText(start, qint64(end) - start, QString()); }
+    void insertText(int offset, const QString& text) override { View()->EditText(offset, 0, text); }
+    void replaceText(int start, int end, const QString& text) override {
+        View()->EditText(start, qint64(end) - start, text);
+    }
+
+private:
+    LogView* View() const { return static_cast<LogView*>(widget()); }
+    static int Clip(qint64 value) { return int(std::min<qint64>(value, INT_MAX)); }
+};
+
+QAccessibleInterface* MakeLogViewAccessible(const QString& className, QObject* object) {
+    if (className == QLatin1String("LogView") && object && object->isWidgetType())
+        return new LogViewAccessible(static_cast<LogView*>(object));
+    return nullptr;
+}
+
+} // namespace
+
 LogView::LogView(QWidget* parent) : QAbstractScrollArea(parent) {
+    static const bool accessible = [] {
+        QAccessible::installFactory(MakeLogViewAccessible);
+        return true;
+    }();
+    Q_UNUSED(accessible);
 #ifdef __GLIBC__
     // A flood arrives as a stream of pieces of 64 KB and more. With glibc's defaults each one is
     // mapped and unmapped, or the heap grows and is trimmed for it, and every fresh page faults:
@@ -302,6 +395,13 @@ qint64 LogView::PositionAt(QPoint point) const {
     const qint64 row = verticalScrollBar()->value() + std::floor(double(point.y()) / mRowHeight);
     const qint64 column = std::max<qint64>(0, qRound((point.x() - kMargin) / mCellWidth));
     return PositionOf(std::max<qint64>(0, row), column);
+}
+
+QRect LogView::CharacterRect(qint64 at) const {
+    at = Visible(at);
+    const qint64 row = RowOf(at) - verticalScrollBar()->value();
+    const int x = kMargin + int(ColumnOf(at) * mCellWidth);
+    return QRect(x, int(row * mRowHeight), int(std::ceil(mCellWidth)), mRowHeight);
 }
 
 QRect LogView::CaretRect() const {

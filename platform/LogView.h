@@ -41,8 +41,11 @@ public:
     // Called with each key's text before the pane handles it; true consumes the key.
     void SetKeyHandler(std::function<bool(const QString&)> handler) { mKeyHandler = std::move(handler); }
     bool IsUndoAvailable() const { return !mUndo.empty(); }
-    // Where the caret is on screen, in viewport coordinates.
+    // Where the caret, or a character, is on screen, in viewport coordinates.
     QRect CaretRect() const;
+    QRect CharacterRect(qint64 at) const;
+    // An edit on the user's behalf, as an assistive tool makes it: undoable, like typing.
+    void EditText(qint64 from, qint64 count, const QString& text) { UserReplace(from, count, text, false); }
     // The text position under a viewport point.
     qint64 PositionAt(QPoint point) const;
 
