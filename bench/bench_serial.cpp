@@ -2,6 +2,8 @@
 // streams log text through a pseudo-terminal into an open session of Corvane's window, and then
 // the same stream goes to pyserial's miniterm as the peer, for comparison.
 // Run: QT_QPA_PLATFORM=offscreen build/bench/bench_serial/bench_serial [megabytes]
+// Or on the flood the peer CuteCom takes (/work/shared/tools/ptyflood.py, or $PTYFLOOD):
+//      build/bench/bench_serial/bench_serial ptyflood [bytes, default 10485760]
 
 #include "SerialSupport.h"
 
@@ -12,6 +14,9 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include <algorithm>
@@ -188,12 +193,101 @@ Figures ThroughMiniterm(qint64 size) {
     return f;
 }
 
+long ResidentKb() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    long kb = 0;
+    while (status >> word)
+        if (word == "VmRSS:" && status >> kb)
+            break;
+    return kb;
+}
+
+// The same flood CuteCom is measured on: ptyflood.py owns the line and pours its boot log as soon
+// as it is told to go.
+int ThroughCorvaneOnPtyflood(qint64 size) {
+    const QByteArray script =
+        qEnvironmentVariableIsSet("PTYFLOOD") ? qgetenv("PTYFLOOD") : QByteArray("/work/shared/tools/ptyflood.py");
+    QTemporaryDir work;
+    const QString go = work.filePath("go");
+    const QString stop = work.filePath("stop");
+    QProcess flood;
+    flood.start("/usr/bin/python3", {QString::fromLocal8Bit(script), QString::number(size), go, stop});
+    if (!flood.waitForReadyRead(10000)) {
+        std::fprintf(stderr, "ptyflood did not start\n");
+        return 1;
+    }
+    const QString device = QString::fromLocal8Bit(flood.readLine()).trimmed();
+    Seams::SetSerialPorts([device] { return QList<SerialPort>{{device.section('/', -1), device}}; });
+    EspWin* w = SerialSupport::NewWindow();
+    w->Show();
+    w->ConnectPB.Push();
+    if (!w->mConnected) {
+        std::fprintf(stderr, "no session on %s\n", qPrintable(device));
+        return 1;
+    }
+    const LogText& held = static_cast<LogView*>(w->rEF.Widget())->Content();
+    QElapsedTimer beat;
+    qint64 longestGap = 0;
+    QTimer heartbeat;
+    heartbeat.setInterval(10);
+    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
+        longestGap = std::max(longestGap, beat.nsecsElapsed());
+        beat.restart();
+    });
+    const long rssBefore = ResidentKb();
+    const double cpuBefore = SerialSupport::CpuSeconds();
+    QElapsedTimer clock;
+    clock.start();
+    beat.start();
+    heartbeat.start();
+    QFile(go).open(QIODevice::WriteOnly);
+    QElapsedTimer quiet;
+    quiet.start();
+    qint64 lastSize = 0;
+    while (held.Size() < size && quiet.elapsed() < 5000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+        if (held.Size() != lastSize) {
+            lastSize = held.Size();
+            quiet.restart();
+        }
+    }
+    const double seconds = double(clock.nsecsElapsed()) / 1e9;
+    const double cpu = SerialSupport::CpuSeconds() - cpuBefore;
+    heartbeat.stop();
+    const QByteArray line = "I (123456) corvane-flood: 0123456789 abcdefghijklmnopqrstuvwxyz ABCDEFGHIJKLMNOP\r\n";
+    QByteArray expected;
+    expected.reserve(size + line.size());
+    while (expected.size() < size)
+        expected += line;
+    expected.truncate(size);
+    const bool exact = held.Equals(QString::fromLatin1(expected));
+    std::printf("corvane on ptyflood: %lld of %lld bytes (%lld lost, %s)  %.2f MB/s  %.2f s  CPU %.2f s  "
+                "longest event-loop stall %.1f ms  RSS %ld KB -> %ld KB\n",
+                static_cast<long long>(held.Size()), static_cast<long long>(size),
+                static_cast<long long>(size - held.Size()), exact ? "identical" : "DIFFERENT",
+                double(held.Size()) / 1e6 / seconds, seconds, cpu, double(longestGap) / 1e6, rssBefore, ResidentKb());
+    QFile(stop).open(QIODevice::WriteOnly);
+    flood.waitForFinished(10000);
+    w->ConnectPB.Push();
+    w->Close();
+    return exact ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    if (argc > 1 && QByteArray(argv[1]) == "ptyflood") {
+        Seams::SetMsgBox([](const QString&) {});
+        Seams::SetBeep([] { std::fprintf(stderr, "beep\n"); });
+        QDir(QCoreApplication::applicationDirPath() + "/firmwares").removeRecursively();
+        const int result = ThroughCorvaneOnPtyflood(argc > 2 ? std::max(1LL, atoll(argv[2])) : 10485760);
+        QDir(QCoreApplication::applicationDirPath() + "/firmwares").removeRecursively();
+        return result;
+    }
     const qint64 megabytes = argc > 1 ? std::max(1, atoi(argv[1])) : 10;
     const qint64 size = megabytes * 1024 * 1024;
 
