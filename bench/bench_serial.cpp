@@ -42,6 +42,29 @@ struct Figures {
     double longestStallMs = -1;
 };
 
+// A 10 ms timer that notes the longest gap between two of its ticks: how long the loop was held.
+class Heartbeat {
+public:
+    Heartbeat() {
+        mTimer.setInterval(10);
+        QObject::connect(&mTimer, &QTimer::timeout, &mTimer, [this] {
+            mLongest = std::max(mLongest, mBeat.nsecsElapsed());
+            mBeat.restart();
+        });
+    }
+    void start() {
+        mBeat.start();
+        mTimer.start();
+    }
+    void stop() { mTimer.stop(); }
+    double LongestMs() const { return double(mLongest) / 1e6; }
+
+private:
+    QElapsedTimer mBeat;
+    qint64 mLongest = 0;
+    QTimer mTimer;
+};
+
 void Print(const char* who, const Figures& f) {
     std::printf("%-22s sent %lld  received %lld  %s  %.2f MB/s  %.2f s  CPU %.2f s", who, f.sent, f.received,
                 f.exact ? "identical" : "DIFFERENT", double(f.received) / 1e6 / f.seconds, f.seconds, f.cpuSeconds);
@@ -70,20 +93,11 @@ Figures ThroughCorvane(qint64 size) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
     w->ScanBtn2.Push();
 
-    // The heartbeat: a 10 ms timer that notes the longest gap between two of its ticks.
-    QElapsedTimer beat;
-    qint64 longestGap = 0;
-    QTimer heartbeat;
-    heartbeat.setInterval(10);
-    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
-        longestGap = std::max(longestGap, beat.nsecsElapsed());
-        beat.restart();
-    });
+    Heartbeat heartbeat;
 
     const double cpuBefore = SerialSupport::CpuSeconds();
     QElapsedTimer clock;
     clock.start();
-    beat.start();
     heartbeat.start();
     w->MySerial.Write(QStringLiteral("stream %1\r").arg(size));
     qint64 lastSize = 0;
@@ -101,7 +115,7 @@ Figures ThroughCorvane(qint64 size) {
     f.seconds = double(clock.nsecsElapsed()) / 1e9;
     f.cpuSeconds = SerialSupport::CpuSeconds() - cpuBefore;
     heartbeat.stop();
-    f.longestStallMs = double(longestGap) / 1e6;
+    f.longestStallMs = heartbeat.LongestMs();
     f.received = w->rEF.Text().size();
     f.exact = w->rEF.Text() == QString::fromLatin1(SerialSupport::StreamText(size));
     w->ConnectPB.Push();
@@ -227,19 +241,11 @@ int ThroughCorvaneOnPtyflood(qint64 size) {
         return 1;
     }
     const LogText& held = static_cast<LogView*>(w->rEF.Widget())->Content();
-    QElapsedTimer beat;
-    qint64 longestGap = 0;
-    QTimer heartbeat;
-    heartbeat.setInterval(10);
-    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
-        longestGap = std::max(longestGap, beat.nsecsElapsed());
-        beat.restart();
-    });
+    Heartbeat heartbeat;
     const long rssBefore = ResidentKb();
     const double cpuBefore = SerialSupport::CpuSeconds();
     QElapsedTimer clock;
     clock.start();
-    beat.start();
     heartbeat.start();
     QFile(go).open(QIODevice::WriteOnly);
     QElapsedTimer quiet;
@@ -270,7 +276,7 @@ int ThroughCorvaneOnPtyflood(qint64 size) {
                 "longest event-loop stall %.1f ms  RSS %ld KB -> %ld KB\n",
                 static_cast<long long>(held.Size()), static_cast<long long>(size),
                 static_cast<long long>(size - held.Size()), exact ? "identical" : "DIFFERENT",
-                double(held.Size()) / 1e6 / seconds, seconds, cpu, double(longestGap) / 1e6, rssBefore, rssAfter);
+                double(held.Size()) / 1e6 / seconds, seconds, cpu, heartbeat.LongestMs(), rssBefore, rssAfter);
     QFile(stop).open(QIODevice::WriteOnly);
     flood.waitForFinished(10000);
     w->ConnectPB.Push();

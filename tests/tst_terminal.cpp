@@ -33,6 +33,16 @@ int ScrollMaximum(EspWin* w) {
     return static_cast<QAbstractScrollArea*>(w->rEF.Widget())->verticalScrollBar()->maximum();
 }
 
+// Keys reach the menu's shortcuts only in the active window, and the pane only with the focus.
+bool FocusPane(EspWin* w) {
+    auto* window = static_cast<QWidget*>(w->mWindow.Widget());
+    window->activateWindow();
+    if (!QTest::qWaitForWindowActive(window))
+        return false;
+    w->rEF.Widget()->setFocus();
+    return QTest::qWaitFor([w] { return w->rEF.Widget()->hasFocus(); }, 5000);
+}
+
 QByteArray Lines(int from, int count) {
     QByteArray text;
     for (int i = from; i < from + count; ++i)
@@ -236,12 +246,8 @@ void TstTerminal::editKeysWithoutSession() {
     SeamRecorder seams;
     EspWin* w = SerialSupport::NewWindow();
     w->Show();
-    QWidget* window = static_cast<QWidget*>(w->mWindow.Widget());
-    window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(window));
-    w->rEF.Widget()->setFocus();
-    QTRY_VERIFY(w->rEF.Widget()->hasFocus());
-    auto* action = window->findChild<QAction*>(item);
+    QVERIFY(FocusPane(w));
+    auto* action = w->mWindow.Widget()->findChild<QAction*>(item);
     QVERIFY(action);
     QSignalSpy triggered(action, &QAction::triggered);
     QStringList keys;
@@ -263,11 +269,7 @@ void TstTerminal::controlKeysInSession() {
     QVERIFY(board.Open());
     EspWin* w = OpenSessionOn(seams, board.Port());
     QVERIFY(w->mConnected);
-    QWidget* window = static_cast<QWidget*>(w->mWindow.Widget());
-    window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(window));
-    w->rEF.Widget()->setFocus();
-    QTRY_VERIFY(w->rEF.Widget()->hasFocus());
+    QVERIFY(FocusPane(w));
     board.Send(">>> boot ok\r\n");
     QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString(">>> boot ok\r\n"), 10000);
     QGuiApplication::clipboard()->clear();
