@@ -1,4 +1,5 @@
 #include "platform/Controls.h"
+#include "platform/LogView.h"
 #include "platform/MenuBar.h"
 #include "platform/Timer.h"
 
@@ -109,6 +110,18 @@ void TstControls::textAreaText() {
         area.AppendText(flood);
     QCOMPARE(area.Text().size(), qsizetype(8) << 20);
     QVERIFY(area.Text().count(QLatin1Char('x')) == (qsizetype(8) << 20));
+    // An edit by hand across the pieces the pane keeps its text in, and a character past Latin-1.
+    auto* log = static_cast<LogView*>(area.Widget());
+    const qsizetype middle = qsizetype(4) << 20;
+    log->EditText(middle - 2, 4, QStringLiteral("a\r\nb"));
+    area.AppendText(QStringLiteral("\u2192 end\r\n"));
+    QCOMPARE(area.Text().size(), (qsizetype(8) << 20) + 7);
+    QCOMPARE(area.Text().mid(middle - 3, 6), QStringLiteral("xa\r\nbx"));
+    QVERIFY(area.Text().endsWith(QStringLiteral("x\u2192 end\r\n")));
+    QCOMPARE(area.LineCount(), 3);
+    log->undo();
+    QCOMPARE(area.Text().mid(middle - 3, 6), QStringLiteral("xxxxxx"));
+    QCOMPARE(area.LineCount(), 2);
 
     area.SetText("");
     QCOMPARE(area.Text(), QString());
