@@ -287,6 +287,12 @@ void TstTerminal::controlKeysInSession() {
     QTRY_VERIFY_WITH_TIMEOUT((received += board.Receive()).endsWith('|'), 10000);
     QCOMPARE(received, QByteArray("\x03\x04|"));
     QCOMPARE(w->rEF.Text(), QString(">>> boot ok\r\n>>> boot ok\n"));
+
+    // The session closed, Ctrl+A is the Edit menu's again.
+    w->ConnectPB.Push();
+    QSignalSpy selectAll(w->mWindow.Widget()->findChild<QAction*>("EditSelectAll"), &QAction::triggered);
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(selectAll.count(), 1);
 }
 
 QTEST_MAIN(TstTerminal)
