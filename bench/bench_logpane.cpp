@@ -3,6 +3,7 @@
 // Run: QT_QPA_PLATFORM=offscreen build/bench/bench_logpane/bench_logpane [megabytes]
 
 #include "platform/Dialogs.h"
+#include "platform/LogView.h"
 #include "window/EspWin.h"
 
 #include <QApplication>
@@ -101,6 +102,14 @@ int main(int argc, char* argv[]) {
                     QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, "a");
                     QApplication::sendEvent(w->rEF.Widget(), &press);
                 }));
+    // The worst place for a hand edit: the very first line, with everything behind it.
+    auto* log = static_cast<LogView*>(w->rEF.Widget());
+    std::printf("a key typed at the top of the full pane: %.1f ms\n", TimedMs([&] {
+                    log->SetCaret(0);
+                    QKeyEvent press(QEvent::KeyPress, Qt::Key_B, Qt::NoModifier, "b");
+                    QApplication::sendEvent(log, &press);
+                }));
+    log->SetCaret(log->Content().Size());
     std::printf("Clear: %.1f ms\n", TimedMs([&] { w->ScanBtn2_Action(); }));
     if (rssAtHundred > 0)
         std::printf("memory at 100 MB held: %.0f MB resident, %.0f MB before the first byte: %.2f MB per MB held\n",

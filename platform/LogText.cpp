@@ -100,9 +100,44 @@ void LogText::Replace(qint64 from, qint64 count, QStringView text) {
     count = qBound<qint64>(0, count, Size() - from);
     if (count == 0 && text.isEmpty())
         return;
-    const qint64 line = LineAt(from);
+    const qint64 first = LineAt(from);
+    const qint64 last = LineAt(from + count);
+    if (last + 1 >= LineCount()) {
+        Store(from, count, text);
+        IndexFrom(first, LineStart(first));
+        return;
+    }
+    // An edit above the end: only the lines it touches are read again, those behind it move.
+    const qint64 delta = text.size() - count;
+    const qint64 untouched = LineStart(last + 1) + delta;
+    const qint64 firstRow = FirstRowOf(first);
+    const qint64 oldRows = mRowEnds[std::size_t(last)] - firstRow;
     Store(from, count, text);
-    IndexFrom(line, LineStart(line));
+    std::vector<qint64> starts;
+    std::vector<quint32> heads;
+    std::vector<qint64> rowEnds;
+    for (qint64 start = LineStart(first); start < untouched;) {
+        const qint64 feed = NextLineFeed(start);
+        quint32 head = 0;
+        const qint64 rows = Measure(start, feed, start, head);
+        starts.push_back(start);
+        heads.push_back(head);
+        rowEnds.push_back((rowEnds.empty() ? firstRow : rowEnds.back()) + rows);
+        start = feed + 1;
+    }
+    const auto at = std::ptrdiff_t(first);
+    const auto end = std::ptrdiff_t(last + 1);
+    mStarts.erase(mStarts.begin() + at, mStarts.begin() + end);
+    mStarts.insert(mStarts.begin() + at, starts.begin(), starts.end());
+    mHeads.erase(mHeads.begin() + at, mHeads.begin() + end);
+    mHeads.insert(mHeads.begin() + at, heads.begin(), heads.end());
+    mRowEnds.erase(mRowEnds.begin() + at, mRowEnds.begin() + end);
+    mRowEnds.insert(mRowEnds.begin() + at, rowEnds.begin(), rowEnds.end());
+    const qint64 rowDelta = (rowEnds.back() - firstRow) - oldRows;
+    for (std::size_t line = std::size_t(first) + starts.size(); line < mStarts.size(); ++line) {
+        mStarts[line] += delta;
+        mRowEnds[line] += rowDelta;
+    }
 }
 
 void LogText::Clear() {
@@ -265,6 +300,16 @@ qint64 LogText::LastOverwrite(qint64 from, qint64 to) const {
     }
 }
 
+qint64 LogText::Measure(qint64 start, qint64 end, qint64 scanFrom, quint32& head) const {
+    // A carriage return as the very last character hides nothing yet: a line feed may follow.
+    const qint64 overwrite = LastOverwrite(scanFrom, end - 1);
+    if (overwrite >= 0)
+        head = quint32(std::min<qint64>(overwrite + 1 - start, 0xFFFFFFFF));
+    const qint64 shownEnd = end > start && At(end - 1) == QLatin1Char('\r') ? end - 1 : end;
+    const qint64 shown = std::max<qint64>(0, shownEnd - start - head);
+    return std::max<qint64>(1, (shown + mColumns - 1) / mColumns);
+}
+
 void LogText::IndexFrom(qint64 line, qint64 scanFrom) {
     mStarts.resize(std::size_t(line + 1));
     mHeads.resize(std::size_t(line + 1));
@@ -274,16 +319,8 @@ void LogText::IndexFrom(qint64 line, qint64 scanFrom) {
     if (from == mStarts.back())
         mHeads.back() = 0;
     for (;;) {
-        const qint64 start = mStarts.back();
         const qint64 feed = NextLineFeed(from);
-        const qint64 end = feed < 0 ? size : feed;
-        // A carriage return as the very last character hides nothing yet: a line feed may follow.
-        const qint64 overwrite = LastOverwrite(from, end - 1);
-        if (overwrite >= 0)
-            mHeads.back() = quint32(std::min<qint64>(overwrite + 1 - start, 0xFFFFFFFF));
-        const qint64 shownEnd = end > start && At(end - 1) == QLatin1Char('\r') ? end - 1 : end;
-        const qint64 shown = std::max<qint64>(0, shownEnd - start - mHeads.back());
-        const qint64 rows = std::max<qint64>(1, (shown + mColumns - 1) / mColumns);
+        const qint64 rows = Measure(mStarts.back(), feed < 0 ? size : feed, from, mHeads.back());
         mRowEnds.push_back((mRowEnds.empty() ? 0 : mRowEnds.back()) + rows);
         if (feed < 0)
             break;

@@ -55,6 +55,8 @@ private:
     void CountBlockStarts();
     void Store(qint64 at, qint64 remove, QStringView text);
     void IndexFrom(qint64 line, qint64 scanFrom);
+    // The rows of the line [start, end); its hidden head grows if an overwrite is found from scanFrom on.
+    qint64 Measure(qint64 start, qint64 end, qint64 scanFrom, quint32& head) const;
     qint64 LastOverwrite(qint64 from, qint64 to) const;
     qint64 NextLineFeed(qint64 from) const;
 

@@ -1,4 +1,5 @@
 #include "platform/Controls.h"
+#include "platform/LogText.h"
 #include "platform/LogView.h"
 #include "platform/MenuBar.h"
 #include "platform/Timer.h"
@@ -19,6 +20,8 @@ private slots:
     void textAreaText();
     void textAreaKeys();
     void textAreaScroll();
+    void logEditsIndexedAsNew_data();
+    void logEditsIndexedAsNew();
     void fieldEditsExact_data();
     void fieldEditsExact();
     void undoOnlyTheUsersEdits_data();
@@ -173,6 +176,47 @@ void TstControls::textAreaScroll() {
     area.SetBackColor(QColor(0xFF, 0xE4, 0xFA));
     QCOMPARE(area.BackColor(), QColor(0xFF, 0xE4, 0xFA));
     QCOMPARE(edit->palette().color(QPalette::Base), QColor(0xFF, 0xE4, 0xFA));
+}
+
+void TstControls::logEditsIndexedAsNew_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QString>("inserted");
+    const QString log = "boot\r\n10 %\r20 %\r\nlong line of text\nlast";
+    QTest::newRow("key in the first line") << log << 2 << 0 << "x";
+    QTest::newRow("line break typed") << log << 2 << 0 << "\n";
+    QTest::newRow("line break removed") << log << 5 << 1 << "";
+    QTest::newRow("overwrite made") << log << 1 << 0 << "\r";
+    QTest::newRow("overwrite undone") << log << 10 << 1 << "";
+    QTest::newRow("lines joined and split") << log << 3 << 12 << "a\nb\r\nc";
+    QTest::newRow("into the last line") << log << 38 << 2 << "\r\n";
+}
+
+// However the user edits a log, its lines and rows come out as if the text had come that way.
+void TstControls::logEditsIndexedAsNew() {
+    QFETCH(QString, text);
+    QFETCH(int, from);
+    QFETCH(int, count);
+    QFETCH(QString, inserted);
+    for (const int columns : {4, 80}) {
+        LogText edited;
+        edited.SetColumns(columns);
+        edited.Append(text);
+        edited.Replace(from, count, inserted);
+        LogText fresh;
+        fresh.SetColumns(columns);
+        fresh.Append(QString(text).replace(from, count, inserted));
+        QCOMPARE(edited.Text(), fresh.Text());
+        QCOMPARE(edited.LineCount(), fresh.LineCount());
+        QCOMPARE(edited.RowCount(), fresh.RowCount());
+        for (qint64 line = 0; line < fresh.LineCount(); ++line) {
+            QCOMPARE(edited.LineStart(line), fresh.LineStart(line));
+            QCOMPARE(edited.ShownStart(line), fresh.ShownStart(line));
+            QCOMPARE(edited.ShownEnd(line), fresh.ShownEnd(line));
+            QCOMPARE(edited.FirstRowOf(line), fresh.FirstRowOf(line));
+        }
+    }
 }
 
 void TstControls::fieldEditsExact_data() {
