@@ -142,6 +142,6 @@ int main(int argc, char* argv[]) {
     std::printf("into rEF:           %.1f MB/s\n", megabytes / seconds);
     std::printf("peak memory:        %.0f MB (%.0f MB before the run)\n", MaxRssKb() / 1024.0, rssBefore / 1024.0);
     std::printf("longest stall:      %.1f ms (%d heartbeats of 10 ms)\n", double(longestGapNs) / 1e6, ticks);
-    std::printf("log lines (blocks): %d\n", lines);
+    std::printf("log lines:          %d\n", lines);
     return logged == bytes ? 0 : 1;
 }
