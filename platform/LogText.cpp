@@ -145,7 +145,7 @@ void LogText::Clear() {
     // does it, while the pane is empty at once.
     auto old = std::make_shared<LogText>(std::move(*this));
     if (old->mSize >= kBlock)
-        QThreadPool::globalInstance()->start([old]() mutable { old.reset(); });
+        QThreadPool::globalInstance()->start([old = std::move(old)]() mutable { old.reset(); });
     mLatin = {QByteArray()};
     mWideText = {};
     mBlockStarts = {0};
