@@ -23,7 +23,7 @@
 namespace {
 
 constexpr int kMargin = 4;
-constexpr int kRepaintMs = 16;
+constexpr int kRepaintMs = 33;
 
 #ifdef Q_OS_MACOS
 // Cmd is Qt's Control there and stays the menu's; the Control key itself is Meta.

@@ -119,6 +119,7 @@ private:
     qreal mCellWidth = 7;
     int mRowHeight = 14;
     int mAscent = 11;
-    // A flood of appends is shown at the screen's pace, not once per arrival.
+    // A flood is shown some thirty times a second, not once per arrival: each frame sent to the
+    // display server is one the loop may have to wait for.
     QTimer mRepaint;
 };
