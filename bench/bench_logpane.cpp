@@ -3,6 +3,7 @@
 // Run: QT_QPA_PLATFORM=offscreen build/bench/bench_logpane/bench_logpane [megabytes]
 
 #include "platform/Dialogs.h"
+#include "platform/LogView.h"
 #include "window/EspWin.h"
 
 #include <QApplication>
@@ -15,8 +16,20 @@
 
 #include <cstdio>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
+
+// Resident now, in megabytes.
+double RssMegabytes() {
+    long pages = 0, resident = 0;
+    if (FILE* f = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2)
+            resident = 0;
+        std::fclose(f);
+    }
+    return double(resident) * double(sysconf(_SC_PAGESIZE)) / (1 << 20);
+}
 
 long PeakMegabytes() {
     rusage usage{};
@@ -57,10 +70,18 @@ int main(int argc, char* argv[]) {
     QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] { worstGap = std::max(worstGap, beat.restart()); });
     heartbeat.start(10);
     QTimer feeder;
+    qint64 slowestAppendNs = 0;
+    const double rssBefore = RssMegabytes();
+    double rssAtHundred = 0;
     QObject::connect(&feeder, &QTimer::timeout, &feeder, [&] {
+        QElapsedTimer one;
+        one.start();
         w->rEF.AppendText(piece);
         w->rEF.SetScrollPosition(10000);
+        slowestAppendNs = std::max(slowestAppendNs, one.nsecsElapsed());
         appended += piece.size();
+        if (rssAtHundred == 0 && appended >= (qint64(100) << 20))
+            rssAtHundred = RssMegabytes();
         if (appended >= total)
             loop.quit();
     });
@@ -73,14 +94,31 @@ int main(int argc, char* argv[]) {
 
     std::printf("pane: %lld MB appended in %.1f s (%.1f MB/s), %d lines on screen\n", appended >> 20, seconds,
                 double(appended >> 20) / seconds, w->rEF.LineCount());
-    std::printf("longest event-loop stall while it grew: %lld ms\n", worstGap);
+    std::printf("longest event-loop stall while it grew: %lld ms (slowest append and scroll: %.1f ms)\n", worstGap,
+                double(slowestAppendNs) / 1e6);
     std::printf("scroll to the top: %.1f ms, to line 10000: %.1f ms\n", TimedMs([&] { w->rEF.SetScrollPosition(0); }),
                 TimedMs([&] { w->rEF.SetScrollPosition(10000); }));
     std::printf("a key typed at the end of the full pane: %.1f ms\n", TimedMs([&] {
                     QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, "a");
                     QApplication::sendEvent(w->rEF.Widget(), &press);
                 }));
+    // The worst place for a hand edit: the very first line, with everything behind it.
+    auto* log = static_cast<LogView*>(w->rEF.Widget());
+    std::printf("a key typed at the top of the full pane: %.1f ms\n", TimedMs([&] {
+                    log->SetCaret(0);
+                    QKeyEvent press(QEvent::KeyPress, Qt::Key_B, Qt::NoModifier, "b");
+                    QApplication::sendEvent(log, &press);
+                }));
+    log->SetCaret(log->Content().Size());
     std::printf("Clear: %.1f ms\n", TimedMs([&] { w->ScanBtn2_Action(); }));
+    if (rssAtHundred > 0)
+        std::printf("memory at 100 MB held: %.0f MB resident, %.0f MB before the first byte: %.2f MB per MB held\n",
+                    rssAtHundred, rssBefore, (rssAtHundred - rssBefore) / 100);
     std::printf("peak memory: %ld MB\n", PeakMegabytes());
+    QElapsedTimer settle;
+    settle.start();
+    while (settle.elapsed() < 1000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    std::printf("resident a second after Clear: %.0f MB\n", RssMegabytes());
     return 0;
 }

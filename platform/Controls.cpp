@@ -1,5 +1,7 @@
 #include "platform/Controls.h"
 
+#include "platform/LogView.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFontMetrics>
@@ -16,8 +18,10 @@
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
 #include <QTableWidget>
-#include <QTextBlock>
 #include <QTextCursor>
+#include <QTextDocument>
+
+#include <algorithm>
 
 // ---- Control ----
 
@@ -186,134 +190,149 @@ private:
     TextArea* mOwner;
 };
 
-// Lines longer than this are shown broken: one huge block makes every append re-lay it all.
-constexpr int kDisplayLineLimit = 4096;
+// A field shows every line end as a paragraph break of its own, so that a position in the
+// document is the same position in the text, whatever the line ends are.
+QString ForDocument(QString text) {
+    for (QChar& c : text)
+        if (c == QLatin1Char('\r') || c == QLatin1Char('\n'))
+            c = QChar::ParagraphSeparator;
+    return text;
+}
+
+QString FromDocument(QString text) {
+    for (QChar& c : text)
+        if (c == QChar::ParagraphSeparator || c == QChar::LineSeparator)
+            c = QLatin1Char('\n');
+    return text;
+}
+
+bool SameOnScreen(QChar inText, QChar inDocument) {
+    if (inText == QLatin1Char('\r') || inText == QLatin1Char('\n'))
+        return inDocument == QChar::ParagraphSeparator;
+    return inText == inDocument;
+}
 
 } // namespace
 
-TextArea::TextArea() : Control(new KeyedEdit(this)), mEdit(static_cast<QPlainTextEdit*>(Widget())) {
+TextArea::TextArea(Kind kind)
+    : Control(kind == Kind::Log ? static_cast<QWidget*>(new LogView) : static_cast<QWidget*>(new KeyedEdit(this))) {
+    auto* area = static_cast<QAbstractScrollArea*>(Widget());
+    area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    if (kind == Kind::Log) {
+        mLog = static_cast<LogView*>(Widget());
+        mLog->SetKeyHandler([this](const QString& key) { return KeyDown(key); });
+        connect(mLog, &LogView::Edited, this, &TextArea::TextChange);
+        return;
+    }
+    mEdit = static_cast<QPlainTextEdit*>(Widget());
     mEdit->setLineWrapMode(QPlainTextEdit::WidgetWidth);
-    mEdit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    mEdit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     mEdit->setTabChangesFocus(true);
     mEdit->setUndoRedoEnabled(true);
-    connect(mEdit, &QPlainTextEdit::textChanged, this, &TextArea::UserEdited);
+    connect(mEdit->document(), &QTextDocument::contentsChange, this, &TextArea::FieldEdited);
 }
 
 QString TextArea::Text() const {
-    return mExact ? mText : mEdit->toPlainText();
+    return mLog ? mLog->Content().Text() : mText;
 }
 
 void TextArea::SetText(const QString& text) {
-    if (Text() == text)
-        return;
-    mOwnEdit = true;
-    mEdit->clear();
-    mColumn = 0;
-    mPendingReturn = false;
-    mOwnEdit = false;
-    mText = text;
-    mExact = true;
-    InsertDisplayed(text);
+    if (mLog) {
+        if (mLog->Content().Equals(text))
+            return;
+        mLog->SetText(text);
+    } else {
+        if (mText == text)
+            return;
+        WriteField(0, int(mText.size()), text);
+    }
     emit TextChange();
 }
 
 void TextArea::AppendText(const QString& text) {
     if (text.isEmpty())
         return;
-    if (mExact)
-        mText += text;
-    InsertDisplayed(text);
+    if (mLog)
+        mLog->AppendText(text);
+    else
+        WriteField(int(mText.size()), 0, text);
     emit TextChange();
 }
 
-void TextArea::InsertDisplayed(const QString& text) {
-    if (text.isEmpty())
-        return;
-    // The pane shows text the way a terminal would: a carriage return alone takes the line
-    // back to its start, so a tool's progress line is rewritten instead of piling up, and an
-    // overlong line is broken for the eye. Text keeps the exact characters all the same.
-    QString shown;
-    shown.reserve(text.size() + text.size() / kDisplayLineLimit + 1);
-    qsizetype lineStart = 0; // where the current line starts in shown
-    bool eraseLastLine = false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        if (mPendingReturn) {
-            mPendingReturn = false;
-            if (c == QLatin1Char('\n')) {
-                shown += c;
-                lineStart = shown.size();
-                mColumn = 0;
-                continue;
-            }
-            if (lineStart == 0 && !shown.contains(QLatin1Char('\n')))
-                eraseLastLine = true;
-            shown.truncate(lineStart);
-            mColumn = 0;
-        }
-        if (c == QLatin1Char('\r')) {
-            mPendingReturn = true;
-            continue;
-        }
-        if (c == QLatin1Char('\n') || mColumn >= kDisplayLineLimit) {
-            shown += QLatin1Char('\n');
-            lineStart = shown.size();
-            mColumn = 0;
-            if (c == QLatin1Char('\n'))
-                continue;
-        }
-        shown += c;
-        ++mColumn;
-    }
+void TextArea::WriteField(int from, int count, const QString& text) {
+    // The program's own writes leave no undo step behind: undo is for what the user typed.
+    QTextDocument* document = mEdit->document();
     mOwnEdit = true;
-    QTextCursor cursor(mEdit->document());
-    cursor.movePosition(QTextCursor::End);
-    if (eraseLastLine) {
-        cursor.movePosition(QTextCursor::StartOfBlock, QTextCursor::KeepAnchor);
-        cursor.removeSelectedText();
-    }
-    if (!shown.isEmpty())
-        cursor.insertText(shown);
+    document->setUndoRedoEnabled(false);
+    QTextCursor cursor(document);
+    cursor.setPosition(from);
+    cursor.setPosition(from + count, QTextCursor::KeepAnchor);
+    cursor.insertText(ForDocument(text));
+    document->setUndoRedoEnabled(true);
     mOwnEdit = false;
+    mText.replace(from, count, text);
 }
 
-void TextArea::UserEdited() {
+void TextArea::FieldEdited(int position, int removed, int added) {
+    Q_UNUSED(removed);
     if (mOwnEdit)
         return;
-    // From the first edit by hand the pane itself holds the text.
-    mExact = false;
-    mText.clear();
-    mColumn = int(mEdit->document()->lastBlock().length()) - 1;
+    // Qt may report more than changed (the closing paragraph, a whole block): what is there now
+    // is read back, and only what differs from the text replaces it.
+    const QTextDocument* document = mEdit->document();
+    const int length = document->characterCount() - 1;
+    position = std::clamp(position, 0, int(mText.size()));
+    QTextCursor cursor(mEdit->document());
+    cursor.setPosition(std::min(position, length));
+    cursor.setPosition(std::clamp(position + added, position, length), QTextCursor::KeepAnchor);
+    const QString now = cursor.selectedText();
+    const int before = std::clamp(int(mText.size()) + int(now.size()) - length, 0, int(mText.size()) - position);
+    int head = 0;
+    while (head < now.size() && head < before && SameOnScreen(mText.at(position + head), now.at(head)))
+        ++head;
+    int tail = 0;
+    while (tail < now.size() - head && tail < before - head &&
+           SameOnScreen(mText.at(position + before - 1 - tail), now.at(now.size() - 1 - tail)))
+        ++tail;
+    if (head == before && head == now.size())
+        return;
+    mText.replace(position + head, before - head - tail, FromDocument(now.mid(head, now.size() - head - tail)));
     emit TextChange();
 }
 
 int TextArea::ScrollPosition() const {
-    return mEdit->verticalScrollBar()->value();
+    return static_cast<QAbstractScrollArea*>(Widget())->verticalScrollBar()->value();
 }
 
 void TextArea::SetScrollPosition(int line) {
+    if (mLog) {
+        mLog->ScrollToRow(line);
+        return;
+    }
     QScrollBar* bar = mEdit->verticalScrollBar();
     bar->setValue(qBound(bar->minimum(), line, bar->maximum()));
 }
 
 int TextArea::LineCount() const {
-    return mEdit->document()->blockCount();
+    return mLog ? int(std::min<qint64>(mLog->Content().LineCount(), INT_MAX)) : mEdit->document()->blockCount();
 }
 
 void TextArea::SetBackColor(const QColor& color) {
     mBackColor = color;
-    QPalette palette = mEdit->palette();
+    QPalette palette = Widget()->palette();
     palette.setColor(QPalette::Base, color);
-    mEdit->setPalette(palette);
+    Widget()->setPalette(palette);
 }
 
 bool TextArea::ReadOnly() const {
-    return mEdit->isReadOnly();
+    return mLog ? mLog->IsReadOnly() : mEdit->isReadOnly();
 }
 
 void TextArea::SetReadOnly(bool readOnly) {
-    mEdit->setReadOnly(readOnly);
+    if (mLog)
+        mLog->SetReadOnly(readOnly);
+    else
+        mEdit->setReadOnly(readOnly);
 }
 
 void TextArea::SetKeyDownHandler(std::function<bool(const QString&)> handler) {
@@ -322,6 +341,15 @@ void TextArea::SetKeyDownHandler(std::function<bool(const QString&)> handler) {
 
 bool TextArea::KeyDown(const QString& key) {
     return mKeyDown ? mKeyDown(key) : false;
+}
+
+void TextArea::SetTerminalKeys(bool on) {
+    if (mLog)
+        mLog->SetTerminalKeys(on);
+}
+
+QString TextArea::ShownText() const {
+    return mLog ? mLog->ShownText() : mEdit->toPlainText();
 }
 
 // ---- TextField ----

@@ -19,6 +19,7 @@ class QCheckBox;
 class QLabel;
 class QTableWidget;
 class QPainter;
+class LogView;
 class Window;
 
 // Window edges a control keeps its distance to when the window is resized.
@@ -124,12 +125,15 @@ private:
     QComboBox* mCombo;
 };
 
-// A multi-line text pane over QPlainTextEdit. Text gives back exactly what was set and
-// appended (carriage returns included) until the user edits the pane.
+// A multi-line text pane. Text gives back exactly what the program wrote and the user typed,
+// carriage returns and all; what is shown is derived from it. A log (`rEF`) is a LogView, laid out
+// only where it is seen; a field is a small QPlainTextEdit. Text the program writes is never
+// undoable, the user's own edits are.
 class TextArea final : public Control {
     Q_OBJECT
 public:
-    TextArea();
+    enum class Kind { Field, Log };
+    explicit TextArea(Kind kind = Kind::Field);
     QString Text() const;
     void SetText(const QString& text);
     void AppendText(const QString& text);
@@ -143,20 +147,23 @@ public:
     // Called with each key's text before the pane handles it; true consumes the key.
     void SetKeyDownHandler(std::function<bool(const QString&)> handler);
     bool KeyDown(const QString& key);
+    // A log only: while on, Ctrl+letter goes to KeyDown as its control character.
+    void SetTerminalKeys(bool on);
+    // The log's text as it is shown on screen, its lines joined by line feeds.
+    QString ShownText() const;
 
 signals:
     void TextChange();
 
 private:
-    void InsertDisplayed(const QString& text);
-    void UserEdited();
+    void FieldEdited(int position, int removed, int added);
+    void WriteField(int from, int count, const QString& text);
 
-    QPlainTextEdit* mEdit;
+    QPlainTextEdit* mEdit = nullptr;
+    LogView* mLog = nullptr;
+    // A field's text; the document on screen holds it one character for one.
     QString mText;
-    bool mExact = true;
     bool mOwnEdit = false;
-    int mColumn = 0;
-    bool mPendingReturn = false;
     QColor mBackColor = Qt::white;
     std::function<bool(const QString&)> mKeyDown;
 };

@@ -1,5 +1,7 @@
 #include "platform/MenuBar.h"
 
+#include "platform/LogView.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QLineEdit>
@@ -31,7 +33,28 @@ QKeySequence ToKeys(const QString& shortcut) {
 
 void RunEdit(MenuBar::EditCommand command) {
     QWidget* focus = QApplication::focusWidget();
-    if (auto* edit = qobject_cast<QPlainTextEdit*>(focus)) {
+    if (auto* log = qobject_cast<LogView*>(focus)) {
+        switch (command) {
+        case MenuBar::EditCommand::Undo:
+            log->undo();
+            break;
+        case MenuBar::EditCommand::Cut:
+            log->cut();
+            break;
+        case MenuBar::EditCommand::Copy:
+            log->copy();
+            break;
+        case MenuBar::EditCommand::Paste:
+            log->paste();
+            break;
+        case MenuBar::EditCommand::Clear:
+            log->del();
+            break;
+        case MenuBar::EditCommand::SelectAll:
+            log->selectAll();
+            break;
+        }
+    } else if (auto* edit = qobject_cast<QPlainTextEdit*>(focus)) {
         switch (command) {
         case MenuBar::EditCommand::Undo:
             edit->undo();

@@ -32,6 +32,7 @@ void EspWin::DoConnect(const QString& port) {
         mConnected = false;
         ConnectPB.SetCaption(QStringLiteral("Connect"));
         rEF.SetBackColor(kClosedBack);
+        rEF.SetTerminalKeys(false);
         return;
     }
 
@@ -42,6 +43,8 @@ void EspWin::DoConnect(const QString& port) {
         return;
     ConnectPB.SetCaption(QStringLiteral("Disconnect"));
     rEF.SetBackColor(kOpenBack);
+    // Ctrl+C interrupts a prompt on the board now; the Edit menu's copy is Ctrl+Shift+C.
+    rEF.SetTerminalKeys(true);
     MemoPortInfo(p);
 }
 

@@ -1,4 +1,7 @@
 #include "platform/Controls.h"
+#include "platform/LogText.h"
+#include "platform/LogView.h"
+#include "platform/MenuBar.h"
 #include "platform/Timer.h"
 
 #include <QImage>
@@ -7,6 +10,7 @@
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTextCursor>
 
 class TstControls : public QObject {
     Q_OBJECT
@@ -16,6 +20,12 @@ private slots:
     void textAreaText();
     void textAreaKeys();
     void textAreaScroll();
+    void logEditsIndexedAsNew_data();
+    void logEditsIndexedAsNew();
+    void fieldEditsExact_data();
+    void fieldEditsExact();
+    void undoOnlyTheUsersEdits_data();
+    void undoOnlyTheUsersEdits();
     void textField();
     void listbox();
     void timer();
@@ -75,7 +85,7 @@ void TstControls::popupChange() {
 }
 
 void TstControls::textAreaText() {
-    TextArea area;
+    TextArea area(TextArea::Kind::Log);
     QSignalSpy change(&area, &TextArea::TextChange);
     area.SetText("");
     QCOMPARE(change.count(), 0); // no difference, no event
@@ -89,12 +99,11 @@ void TstControls::textAreaText() {
     area.AppendText("Writing 10%\rWriting 20%\r\ndone\n");
     QCOMPARE(area.Text(), QString("Wait....Writing 10%\rWriting 20%\r\ndone\n"));
     // On screen a lone carriage return rewrites its line, also across appends.
-    auto* edit = static_cast<QPlainTextEdit*>(area.Widget());
-    QCOMPARE(edit->toPlainText(), QString("Writing 20%\ndone\n"));
+    QCOMPARE(area.ShownText(), QString("Writing 20%\ndone\n"));
     area.AppendText("50 %\r");
     area.AppendText("\n60 %\r");
     area.AppendText("70 %\r80 %");
-    QCOMPARE(edit->toPlainText(), QString("Writing 20%\ndone\n50 %\n80 %"));
+    QCOMPARE(area.ShownText(), QString("Writing 20%\ndone\n50 %\n80 %"));
     QCOMPARE(area.Text(), QString("Wait....Writing 10%\rWriting 20%\r\ndone\n50 %\r\n60 %\r70 %\r80 %"));
 
     // A megabyte line with no line end stays whole in Text.
@@ -104,6 +113,18 @@ void TstControls::textAreaText() {
         area.AppendText(flood);
     QCOMPARE(area.Text().size(), qsizetype(8) << 20);
     QVERIFY(area.Text().count(QLatin1Char('x')) == (qsizetype(8) << 20));
+    // An edit by hand across the pieces the pane keeps its text in, and a character past Latin-1.
+    auto* log = static_cast<LogView*>(area.Widget());
+    const qsizetype middle = qsizetype(4) << 20;
+    log->EditText(middle - 2, 4, QStringLiteral("a\r\nb"));
+    area.AppendText(QStringLiteral("\u2192 end\r\n"));
+    QCOMPARE(area.Text().size(), (qsizetype(8) << 20) + 7);
+    QCOMPARE(area.Text().mid(middle - 3, 6), QStringLiteral("xa\r\nbx"));
+    QVERIFY(area.Text().endsWith(QStringLiteral("x\u2192 end\r\n")));
+    QCOMPARE(area.LineCount(), 3);
+    log->undo();
+    QCOMPARE(area.Text().mid(middle - 3, 6), QStringLiteral("xxxxxx"));
+    QCOMPARE(area.LineCount(), 2);
 
     area.SetText("");
     QCOMPARE(area.Text(), QString());
@@ -111,7 +132,7 @@ void TstControls::textAreaText() {
 }
 
 void TstControls::textAreaKeys() {
-    TextArea area;
+    TextArea area(TextArea::Kind::Log);
     QStringList keys;
     bool consume = false;
     area.SetKeyDownHandler([&](const QString& key) {
@@ -137,7 +158,7 @@ void TstControls::textAreaKeys() {
 }
 
 void TstControls::textAreaScroll() {
-    TextArea area;
+    TextArea area(TextArea::Kind::Log);
     area.Widget()->resize(300, 100);
     area.Widget()->show();
     QVERIFY(QTest::qWaitForWindowExposed(area.Widget()));
@@ -149,12 +170,135 @@ void TstControls::textAreaScroll() {
     QCOMPARE(area.ScrollPosition(), 10);
     // A line past the end shows the end.
     area.SetScrollPosition(10000);
-    auto* edit = static_cast<QPlainTextEdit*>(area.Widget());
+    auto* edit = static_cast<QAbstractScrollArea*>(area.Widget());
     QVERIFY(area.ScrollPosition() > 200);
     QCOMPARE(area.ScrollPosition(), edit->verticalScrollBar()->maximum());
     area.SetBackColor(QColor(0xFF, 0xE4, 0xFA));
     QCOMPARE(area.BackColor(), QColor(0xFF, 0xE4, 0xFA));
     QCOMPARE(edit->palette().color(QPalette::Base), QColor(0xFF, 0xE4, 0xFA));
+}
+
+void TstControls::logEditsIndexedAsNew_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QString>("inserted");
+    const QString log = "boot\r\n10 %\r20 %\r\nlong line of text\nlast";
+    QTest::newRow("key in the first line") << log << 2 << 0 << "x";
+    QTest::newRow("line break typed") << log << 2 << 0 << "\n";
+    QTest::newRow("line break removed") << log << 5 << 1 << "";
+    QTest::newRow("overwrite made") << log << 1 << 0 << "\r";
+    QTest::newRow("overwrite undone") << log << 10 << 1 << "";
+    QTest::newRow("lines joined and split") << log << 3 << 12 << "a\nb\r\nc";
+    QTest::newRow("into the last line") << log << 38 << 2 << "\r\n";
+}
+
+// However the user edits a log, its lines and rows come out as if the text had come that way.
+void TstControls::logEditsIndexedAsNew() {
+    QFETCH(QString, text);
+    QFETCH(int, from);
+    QFETCH(int, count);
+    QFETCH(QString, inserted);
+    for (const int columns : {4, 80}) {
+        LogText edited;
+        edited.SetColumns(columns);
+        edited.Append(text);
+        edited.Replace(from, count, inserted);
+        LogText fresh;
+        fresh.SetColumns(columns);
+        fresh.Append(QString(text).replace(from, count, inserted));
+        QCOMPARE(edited.Text(), fresh.Text());
+        QCOMPARE(edited.LineCount(), fresh.LineCount());
+        QCOMPARE(edited.RowCount(), fresh.RowCount());
+        for (qint64 line = 0; line < fresh.LineCount(); ++line) {
+            QCOMPARE(edited.LineStart(line), fresh.LineStart(line));
+            QCOMPARE(edited.ShownStart(line), fresh.ShownStart(line));
+            QCOMPARE(edited.ShownEnd(line), fresh.ShownEnd(line));
+            QCOMPARE(edited.FirstRowOf(line), fresh.FirstRowOf(line));
+        }
+    }
+}
+
+void TstControls::fieldEditsExact_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("caret");
+    QTest::addColumn<int>("backspaces");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("expected");
+
+    // A command too long for one display line, with a no-break space in it.
+    const QString command = QString(5000, QLatin1Char('a')) + QChar(0xA0) + "b";
+    QTest::newRow("key after a long line") << command << int(command.size()) << 0 << "x" << command + "x";
+    QTest::newRow("key into a long line")
+        << command << 4500 << 0 << "y" << QString(4500, 'a') + "y" + QString(500, 'a') + QChar(0xA0) + "b";
+    QTest::newRow("line ends stay") << "one\r\ntwo\rthree" << 14 << 0 << "!"
+                                    << "one\r\ntwo\rthree!";
+    QTest::newRow("backspace takes one") << "one\r\ntwo" << 5 << 1 << ""
+                                         << "one\rtwo";
+    QTest::newRow("return is a line feed") << "a\rb" << 3 << 0 << "\r"
+                                           << "a\rb\n";
+}
+
+// A hand edit in a field changes exactly the characters typed, wherever the text's display differs.
+void TstControls::fieldEditsExact() {
+    QFETCH(QString, text);
+    QFETCH(int, caret);
+    QFETCH(int, backspaces);
+    QFETCH(QString, typed);
+    QFETCH(QString, expected);
+    TextArea field;
+    field.Widget()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(field.Widget()));
+    field.SetText(text);
+    QCOMPARE(field.Text(), text);
+    auto* edit = static_cast<QPlainTextEdit*>(field.Widget());
+    QTextCursor cursor = edit->textCursor();
+    cursor.setPosition(caret);
+    edit->setTextCursor(cursor);
+    for (int i = 0; i < backspaces; ++i)
+        QTest::keyClick(field.Widget(), Qt::Key_Backspace);
+    for (const QChar c : typed) {
+        if (c == '\r')
+            QTest::keyClick(field.Widget(), Qt::Key_Return);
+        else
+            QTest::keyClick(field.Widget(), c.toLatin1());
+    }
+    QCOMPARE(field.Text(), expected);
+}
+
+void TstControls::undoOnlyTheUsersEdits_data() {
+    QTest::addColumn<int>("kind");
+    QTest::newRow("field") << int(TextArea::Kind::Field);
+    QTest::newRow("log") << int(TextArea::Kind::Log);
+}
+
+// Edit > Undo takes back what the user typed, never what the program wrote.
+void TstControls::undoOnlyTheUsersEdits() {
+    QFETCH(int, kind);
+    MenuBar bar;
+    bar.AddMenu("EditMenu", "Edit");
+    bar.AddEditItem("EditMenu", "EditUndo", "Undo", "Cmd+Z", MenuBar::EditCommand::Undo);
+    TextArea area{TextArea::Kind(kind)};
+    area.Widget()->show();
+    area.Widget()->setFocus();
+    QTRY_VERIFY(area.Widget()->hasFocus());
+
+    area.SetText("esptool --port /dev/ttyUSB0");
+    QVERIFY(bar.Trigger("EditUndo"));
+    QCOMPARE(area.Text(), QString("esptool --port /dev/ttyUSB0"));
+
+    QTest::keyClick(area.Widget(), Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClicks(area.Widget(), " -b");
+    QCOMPARE(area.Text(), QString("esptool --port /dev/ttyUSB0 -b"));
+    QVERIFY(bar.Trigger("EditUndo"));
+    QCOMPARE(area.Text(), QString("esptool --port /dev/ttyUSB0"));
+    area.AppendText("\r\nmore");
+    QVERIFY(bar.Trigger("EditUndo"));
+    QCOMPARE(area.Text(), QString("esptool --port /dev/ttyUSB0\r\nmore"));
+
+    area.SetText(QString());
+    QVERIFY(bar.Trigger("EditUndo"));
+    QCOMPARE(area.Text(), QString());
 }
 
 void TstControls::textField() {

@@ -1,11 +1,18 @@
 #include "SerialSupport.h"
 #include "TestSupport.h"
 
+#include "app/App.h"
+#include "platform/MenuBar.h"
 #include "platform/Serial.h"
 #include "window/EspWin.h"
 
-#include <QPlainTextEdit>
+#include <QAbstractScrollArea>
+#include <QAction>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMainWindow>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace TestSupport;
@@ -23,7 +30,17 @@ EspWin* OpenSessionOn(SeamRecorder& seams, const SerialPort& port) {
 }
 
 int ScrollMaximum(EspWin* w) {
-    return static_cast<QPlainTextEdit*>(w->rEF.Widget())->verticalScrollBar()->maximum();
+    return static_cast<QAbstractScrollArea*>(w->rEF.Widget())->verticalScrollBar()->maximum();
+}
+
+// Keys reach the menu's shortcuts only in the active window, and the pane only with the focus.
+bool FocusPane(EspWin* w) {
+    auto* window = static_cast<QWidget*>(w->mWindow.Widget());
+    window->activateWindow();
+    if (!QTest::qWaitForWindowActive(window))
+        return false;
+    w->rEF.Widget()->setFocus();
+    return QTest::qWaitFor([w] { return w->rEF.Widget()->hasFocus(); }, 5000);
 }
 
 QByteArray Lines(int from, int count) {
@@ -47,6 +64,9 @@ private slots:
     void keysToBoard();
     void keysWithoutSession();
     void clearDuringSession();
+    void editKeysWithoutSession_data();
+    void editKeysWithoutSession();
+    void controlKeysInSession();
 };
 
 void TstTerminal::conversationWithBoard() {
@@ -206,6 +226,73 @@ void TstTerminal::clearDuringSession() {
 
     board.Send("after\r\n");
     QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString("after\r\n"), 10000);
+}
+
+void TstTerminal::editKeysWithoutSession_data() {
+    QTest::addColumn<int>("key");
+    QTest::addColumn<QString>("item");
+    QTest::newRow("select all") << int(Qt::Key_A) << "EditSelectAll";
+    QTest::newRow("copy") << int(Qt::Key_C) << "EditCopy";
+    QTest::newRow("cut") << int(Qt::Key_X) << "EditCut";
+    QTest::newRow("paste") << int(Qt::Key_V) << "EditPaste";
+    QTest::newRow("undo") << int(Qt::Key_Z) << "EditUndo";
+}
+
+// With no session the Edit menu's keys in the pane are the Edit menu's.
+void TstTerminal::editKeysWithoutSession() {
+    QFETCH(int, key);
+    QFETCH(QString, item);
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    EspWin* w = SerialSupport::NewWindow();
+    w->Show();
+    QVERIFY(FocusPane(w));
+    auto* action = w->mWindow.Widget()->findChild<QAction*>(item);
+    QVERIFY(action);
+    QSignalSpy triggered(action, &QAction::triggered);
+    QStringList keys;
+    w->rEF.SetKeyDownHandler([&keys](const QString& k) {
+        keys << k;
+        return false;
+    });
+
+    QTest::keyClick(w->rEF.Widget(), Qt::Key(key), Qt::ControlModifier);
+    QCOMPARE(triggered.count(), 1);
+    QCOMPARE(keys.join(QString()), QString()); // the Control key alone has no text
+}
+
+// In a session Ctrl+letter is the board's control character; Ctrl+Shift+C and V copy and paste.
+void TstTerminal::controlKeysInSession() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    Pty board;
+    QVERIFY(board.Open());
+    EspWin* w = OpenSessionOn(seams, board.Port());
+    QVERIFY(w->mConnected);
+    QVERIFY(FocusPane(w));
+    board.Send(">>> boot ok\r\n");
+    QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString(">>> boot ok\r\n"), 10000);
+    QGuiApplication::clipboard()->clear();
+
+    QVERIFY(MainMenuBar().Trigger("EditSelectAll"));
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_C, Qt::ControlModifier | Qt::ShiftModifier);
+    QCOMPARE(QGuiApplication::clipboard()->text(), QString(">>> boot ok\n"));
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier);
+    QCOMPARE(w->rEF.Text(), QString(">>> boot ok\r\n>>> boot ok\n"));
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_C, Qt::ControlModifier);
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_D, Qt::ControlModifier);
+    QVERIFY(!w->rEF_KeyDown(QStringLiteral("|")));
+    QByteArray received;
+    QTRY_VERIFY_WITH_TIMEOUT((received += board.Receive()).endsWith('|'), 10000);
+    QCOMPARE(received, QByteArray("\x03\x04|"));
+    QCOMPARE(w->rEF.Text(), QString(">>> boot ok\r\n>>> boot ok\n"));
+
+    // The session closed, Ctrl+A is the Edit menu's again.
+    w->ConnectPB.Push();
+    QSignalSpy selectAll(w->mWindow.Widget()->findChild<QAction*>("EditSelectAll"), &QAction::triggered);
+    QTest::keyClick(w->rEF.Widget(), Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(selectAll.count(), 1);
 }
 
 QTEST_MAIN(TstTerminal)

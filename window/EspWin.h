@@ -54,7 +54,7 @@ public:
     PopupMenu tooltypePM;
     Label Label1;
     PushButton StartPB;
-    TextArea rEF;
+    TextArea rEF{TextArea::Kind::Log};
     TextArea UploadEF;
     Label Label2;
     Label Label3;
