@@ -51,6 +51,9 @@ public:
 
     // ---- The window and its controls, in creation order ----
     Window mWindow;
+    // The frame goes up on the screen before the controls below are made: making them (fonts,
+    // text layout) is most of the start-up, and nothing is painted until they are all in place.
+    const bool mFrameShown = ShowFrame();
     PopupMenu tooltypePM;
     Label Label1;
     PushButton StartPB;
@@ -167,6 +170,7 @@ public:
 
 private:
     EspWin();
+    bool ShowFrame();
     void Layout();
     void CreateControls();
     void WireHandlers();
