@@ -33,23 +33,27 @@ QString CommandPiece(const QString& line) {
 // a script made from its image names for the time of this call.
 void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
     const FolderItem variant = VariantFolder(folder, record.mPath);
-    if (variant.IsNil() || !variant.Exists())
+    if (variant.IsNil())
         return;
     const FolderItem script = variant.Child(QStringLiteral("flash.sh"));
     if (script.IsNil())
         return;
 
+    // A script that opens tells by that alone that its folder and itself are there; only when
+    // it doesn't are they looked for one by one.
+    auto stream = TextInputStream::Open(script);
     bool generated = false;
-    if (!script.Exists()) {
+    if (!stream) {
+        if (!variant.Exists() || script.Exists())
+            return;
         if (!MakeFlashShell(script))
             return;
         generated = true;
+        stream = TextInputStream::Open(script);
+        // A script made here that can't be read back is left for the user to look into.
+        if (!stream)
+            return;
     }
-
-    const auto stream = TextInputStream::Open(script);
-    // A script made here that can't be read back is left for the user to look into.
-    if (!stream)
-        return;
 
     // A window closed meanwhile stops the read, but a script made here still goes.
     bool stop = false;

@@ -17,9 +17,11 @@ FirmClass& InHand(const FirmRef& record) {
 } // namespace
 
 void EspWin::LoadFirmJsonType0(const FolderItem& file) {
-    const auto stream = TextInputStream::Open(file);
-    if (!stream)
-        return;
+    if (const auto stream = TextInputStream::Open(file))
+        LoadFirmJsonType0(file, *stream);
+}
+
+void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) {
 
     FirmRef record;
     if (mFirm.size() - 1 > 0) {
@@ -30,7 +32,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
     const FolderItem folder = file.Parent();
 
     do {
-        const QString line = Trim(stream->ReadLine());
+        const QString line = Trim(stream.ReadLine());
         const QString key = Cuts::KeyOf(line);
         const QString raw = Cuts::RawValueOf(line);
 
@@ -50,7 +52,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
         } else if (Same(key, QStringLiteral("commands"))) {
             QString joined;
             for (;;) {
-                const QString next = Trim(stream->ReadLine());
+                const QString next = Trim(stream.ReadLine());
                 const QString last = Right(joined, 1);
                 if (last != QStringLiteral(",") && last != QStringLiteral(" "))
                     joined += ' ';
@@ -59,7 +61,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
                 joined += next;
                 // A list cut off by the end of the file ends there; with no closer behind it,
                 // its record never reaches the catalogue.
-                if (stream->Eof())
+                if (stream.Eof())
                     break;
                 LetOtherEventsRun();
                 if (IsClosed())
@@ -81,7 +83,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
         LetOtherEventsRun();
         if (IsClosed())
             return;
-    } while (!stream->Eof());
+    } while (!stream.Eof());
 
-    stream->Close();
+    stream.Close();
 }

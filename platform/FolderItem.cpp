@@ -6,24 +6,30 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
+long long StampNs(const struct stat& st) {
+#ifdef Q_OS_MACOS
+    return (long long)st.st_mtimespec.tv_sec * 1000000000LL + st.st_mtimespec.tv_nsec;
+#else
+    return (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
+#endif
+}
+
 // Modification time in nanoseconds since the epoch, and whether the path is a folder; one stat.
 bool StatFolder(const QString& path, long long* stampNs) {
     struct stat st {};
     if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
         return false;
-#ifdef Q_OS_MACOS
-    *stampNs = (long long)st.st_mtimespec.tv_sec * 1000000000LL + st.st_mtimespec.tv_nsec;
-#else
-    *stampNs = (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
-#endif
+    *stampNs = StampNs(st);
     return true;
 }
 
@@ -32,6 +38,10 @@ long long NowNs() {
     clock_gettime(CLOCK_REALTIME, &now);
     return (long long)now.tv_sec * 1000000000LL + now.tv_nsec;
 }
+
+// Folder time stamps are coarse: a listing taken this soon after a change may have missed a
+// second change within the same tick.
+constexpr long long kSettledNs = 200'000'000LL;
 
 } // namespace
 
@@ -135,7 +145,7 @@ const QStringList& FolderItem::Entries() const {
     // A folder's time stamp moves whenever an entry comes or goes, so a listing is kept while
     // it stands still: Count can be asked on every pass of a walk at the cost of one stat.
     // The stamp is coarse, so a folder changed a moment ago is always listed anew.
-    const bool settled = NowNs() - stamp > 200'000'000LL;
+    const bool settled = NowNs() - stamp > kSettledNs;
     if (!settled || stamp != mListing->stamp) {
         mListing->stamp = stamp;
         mListing->names =
@@ -153,6 +163,128 @@ FolderItem FolderItem::Item(int i) const {
     if (i < 1 || i > names.size())
         return FolderItem();
     return FolderItem(mPath + QLatin1Char('/') + names.at(i - 1));
+}
+
+FolderListing::FolderListing(const FolderItem& folder) : mFolder(folder) {
+    mOpen = !folder.IsNil() && List();
+}
+
+bool FolderListing::List() {
+    mEntries.clear();
+    const int fd = ::open(QFile::encodeName(mFolder.NativePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat st {};
+    DIR* dir = ::fstat(fd, &st) == 0 ? ::fdopendir(fd) : nullptr;
+    if (!dir) {
+        ::close(fd);
+        return false;
+    }
+    mDevice = quint64(st.st_dev);
+    mInode = quint64(st.st_ino);
+    mStamp = StampNs(st);
+    mListedAt = NowNs();
+    while (const dirent* d = ::readdir(dir)) {
+        if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
+            continue;
+        mEntries.push_back({QFile::decodeName(d->d_name), int(d->d_type), -1});
+    }
+    ::closedir(dir);
+    // The order of QDir's listing by name, which Item gives too.
+    std::sort(mEntries.begin(), mEntries.end(),
+              [](const Entry& a, const Entry& b) { return a.name.compare(b.name) < 0; });
+    return true;
+}
+
+bool FolderListing::Refresh() {
+    if (!mOpen)
+        return false;
+    struct stat st {};
+    const bool same = ::stat(QFile::encodeName(mFolder.NativePath()).constData(), &st) == 0 &&
+                      quint64(st.st_ino) == mInode && quint64(st.st_dev) == mDevice;
+    if (!same || StampNs(st) != mStamp || mListedAt - mStamp <= kSettledNs)
+        mOpen = List();
+    return mOpen;
+}
+
+QString FolderListing::Name(int i) const {
+    return i < 1 || i > Count() ? QString() : mEntries[std::size_t(i - 1)].name;
+}
+
+FolderItem FolderListing::Item(int i) const {
+    if (i < 1 || i > Count())
+        return FolderItem();
+    return mFolder.Child(mEntries[std::size_t(i - 1)].name);
+}
+
+FolderListing::Kind FolderListing::KindOf(int i) {
+    if (i < 1 || i > Count())
+        return Kind::Missing;
+    Entry& e = mEntries[std::size_t(i - 1)];
+    if (e.kind < 0)
+        e.kind = int(KindOf(Item(i).NativePath(), e.type));
+    return Kind(e.kind);
+}
+
+FolderListing::Kind FolderListing::KindOf(const QString& path, int direntType) {
+    switch (direntType) {
+    case DT_DIR:
+        return Kind::Directory;
+    case DT_REG:
+        return Kind::File;
+    case DT_LNK:
+    case DT_UNKNOWN: {
+        struct stat st {};
+        if (::stat(QFile::encodeName(path).constData(), &st) != 0)
+            return Kind::Missing;
+        return S_ISDIR(st.st_mode) ? Kind::Directory : S_ISREG(st.st_mode) ? Kind::File : Kind::Other;
+    }
+    default:
+        return Kind::Other;
+    }
+}
+
+QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
+    *ok = false;
+    if (item.IsNil())
+        return QByteArray();
+    // Opened without blocking and tested on the open descriptor, as ReadFileBytes does.
+    const int fd = ::open(QFile::encodeName(item.NativePath()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return QByteArray();
+    QByteArray bytes;
+    struct stat st {};
+    bool good = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kMaxManifestBytes;
+    if (good) {
+        // One read for a file whose size is known: asked for one byte more, it comes back short
+        // at the end. A file that reports no size (as /proc's do) is read until it ends.
+        const qint64 size = qint64(st.st_size);
+        bytes.resize(qsizetype(size > 0 ? size + 1 : 65536));
+        qint64 have = 0;
+        for (;;) {
+            if (have == bytes.size())
+                bytes.resize(qsizetype(std::min<qint64>(have * 2, kMaxManifestBytes + 1)));
+            const ssize_t n = ::read(fd, bytes.data() + have, size_t(bytes.size() - have));
+            if (n > 0) {
+                have += n;
+                if (have > kMaxManifestBytes) {
+                    good = false;
+                    break;
+                }
+                if (size > 0 && have == size && have < bytes.size())
+                    break;
+            } else if (n == 0) {
+                break;
+            } else if (errno != EINTR) {
+                good = false;
+                break;
+            }
+        }
+        bytes.resize(qsizetype(have));
+    }
+    ::close(fd);
+    *ok = good;
+    return good ? bytes : QByteArray();
 }
 
 bool FolderItem::CreateAsFolder() const {
@@ -242,6 +374,10 @@ std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
     if (!ok)
         return nullptr;
     return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));
+}
+
+std::unique_ptr<TextInputStream> TextInputStream::OfText(QString text) {
+    return std::unique_ptr<TextInputStream>(new TextInputStream(std::move(text)));
 }
 
 QString TextInputStream::ReadLine() {

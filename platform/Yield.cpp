@@ -5,10 +5,12 @@
 
 namespace {
 int gNesting = 0;
-}
+unsigned gRounds = 0;
+} // namespace
 
 NestedEventScope::NestedEventScope() {
     ++gNesting;
+    ++gRounds;
 }
 
 NestedEventScope::~NestedEventScope() {
@@ -17,6 +19,10 @@ NestedEventScope::~NestedEventScope() {
 
 bool InNestedEvents() {
     return gNesting > 0;
+}
+
+unsigned EventRounds() {
+    return gRounds;
 }
 
 bool LetOtherEventsRun() {

@@ -298,8 +298,8 @@ void EspWin::DisposeWhenIdle() {
     deleteLater();
 }
 
-void EspWin::LetOtherEventsRun() {
-    ::LetOtherEventsRun();
+bool EspWin::LetOtherEventsRun() {
+    return ::LetOtherEventsRun();
 }
 
 void EspWin::DoOpen() {
