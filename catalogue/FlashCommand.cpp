@@ -41,7 +41,11 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
 
     // A script that opens tells by that alone that its folder and itself are there; only when
     // it doesn't are they looked for one by one.
-    auto stream = TextInputStream::Open(script);
+    bool read = false;
+    QByteArray bytes = ReadManifestBytes(script, &read);
+    std::unique_ptr<TextInputStream> stream;
+    if (read)
+        stream = TextInputStream::OfText(QString::fromUtf8(bytes));
     bool generated = false;
     if (!stream) {
         if (!variant.Exists() || script.Exists())

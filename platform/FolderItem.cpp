@@ -12,6 +12,9 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#ifdef Q_OS_LINUX
+#include <sys/syscall.h>
+#endif
 #include <unistd.h>
 
 namespace {
@@ -169,27 +172,63 @@ FolderListing::FolderListing(const FolderItem& folder) : mFolder(folder) {
     mOpen = !folder.IsNil() && List();
 }
 
+namespace {
+
+// Names and d_type values of a folder's entries, "." and ".." left out; false if unreadable.
+bool ReadEntries(int fd, std::vector<std::pair<QByteArray, int>>& out) {
+#ifdef Q_OS_LINUX
+    // getdents64 straight on the descriptor: readdir's set-up costs three more system calls.
+    alignas(8) char buffer[32768];
+    for (;;) {
+        const long n = ::syscall(SYS_getdents64, fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;
+        if (n == 0)
+            return true;
+        for (long at = 0; at < n;) {
+            const auto* d = reinterpret_cast<const dirent64*>(buffer + at);
+            at += d->d_reclen;
+            if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
+                continue;
+            out.emplace_back(QByteArray(d->d_name), int(d->d_type));
+        }
+    }
+#else
+    DIR* dir = ::fdopendir(::dup(fd));
+    if (!dir)
+        return false;
+    while (const dirent* d = ::readdir(dir)) {
+        if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
+            continue;
+        out.emplace_back(QByteArray(d->d_name), int(d->d_type));
+    }
+    ::closedir(dir);
+    return true;
+#endif
+}
+
+} // namespace
+
 bool FolderListing::List() {
     mEntries.clear();
-    const int fd = ::open(QFile::encodeName(mFolder.NativePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return false;
     struct stat st {};
-    DIR* dir = ::fstat(fd, &st) == 0 ? ::fdopendir(fd) : nullptr;
-    if (!dir) {
-        ::close(fd);
+    std::vector<std::pair<QByteArray, int>> entries;
+    const bool good = ::fstat(fd, &st) == 0 && ReadEntries(fd, entries);
+    ::close(fd);
+    if (!good)
         return false;
-    }
     mDevice = quint64(st.st_dev);
     mInode = quint64(st.st_ino);
     mStamp = StampNs(st);
     mListedAt = NowNs();
-    while (const dirent* d = ::readdir(dir)) {
-        if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
-            continue;
-        mEntries.push_back({QFile::decodeName(d->d_name), int(d->d_type), -1});
-    }
-    ::closedir(dir);
+    mEntries.reserve(entries.size());
+    for (const auto& [name, type] : entries)
+        mEntries.push_back({QFile::decodeName(name), type, -1});
     // The order of QDir's listing by name, which Item gives too.
     std::sort(mEntries.begin(), mEntries.end(),
               [](const Entry& a, const Entry& b) { return a.name.compare(b.name) < 0; });
@@ -200,8 +239,8 @@ bool FolderListing::Refresh() {
     if (!mOpen)
         return false;
     struct stat st {};
-    const bool same = ::stat(QFile::encodeName(mFolder.NativePath()).constData(), &st) == 0 &&
-                      quint64(st.st_ino) == mInode && quint64(st.st_dev) == mDevice;
+    const bool same = ::stat(QFile::encodeName(mFolder.mPath).constData(), &st) == 0 && quint64(st.st_ino) == mInode &&
+                      quint64(st.st_dev) == mDevice;
     if (!same || StampNs(st) != mStamp || mListedAt - mStamp <= kSettledNs)
         mOpen = List();
     return mOpen;
@@ -214,7 +253,7 @@ QString FolderListing::Name(int i) const {
 FolderItem FolderListing::Item(int i) const {
     if (i < 1 || i > Count())
         return FolderItem();
-    return mFolder.Child(mEntries[std::size_t(i - 1)].name);
+    return FolderItem(mFolder.mPath + QLatin1Char('/') + mEntries[std::size_t(i - 1)].name);
 }
 
 FolderListing::Kind FolderListing::KindOf(int i) {
@@ -222,7 +261,7 @@ FolderListing::Kind FolderListing::KindOf(int i) {
         return Kind::Missing;
     Entry& e = mEntries[std::size_t(i - 1)];
     if (e.kind < 0)
-        e.kind = int(KindOf(Item(i).NativePath(), e.type));
+        e.kind = int(KindOf(Item(i).mPath, e.type));
     return Kind(e.kind);
 }
 
@@ -249,7 +288,7 @@ QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
     if (item.IsNil())
         return QByteArray();
     // Opened without blocking and tested on the open descriptor, as ReadFileBytes does.
-    const int fd = ::open(QFile::encodeName(item.NativePath()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int fd = ::open(QFile::encodeName(item.mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return QByteArray();
     QByteArray bytes;

@@ -44,6 +44,8 @@ public:
     bool Delete() const;
 
 private:
+    friend class FolderListing;
+    friend QByteArray ReadManifestBytes(const FolderItem& item, bool* ok);
     struct Listing;
     const QStringList& Entries() const;
 
