@@ -62,13 +62,13 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
     // A window closed meanwhile stops the read, but a script made here still goes.
     bool stop = false;
     do {
-        const QString line = Trim(stream->ReadLine());
+        const QString line = stream->ReadTrimmedLine();
         if (InStr(line, kOpening) == 1) {
             // Mid from 11 drops "esptool.py" and keeps the blank behind it.
             QString command = Mid(ReplaceAll(line, kBackslash, QString()) + QLatin1Char(' '), 11);
             // ReadLine gives "" at the end of the file, so a command cut off there ends too.
             for (;;) {
-                const QString next = ReplaceAll(Trim(stream->ReadLine()), kBackslash, QString());
+                const QString next = ReplaceAll(stream->ReadTrimmedLine(), kBackslash, QString());
                 if (next.isEmpty())
                     break;
                 command += CommandPiece(next);

@@ -92,10 +92,12 @@ void EspWin::WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPa
             case FolderListing::Kind::Missing:
                 break;
             case FolderListing::Kind::Directory:
+                // One folder open at a time, however deep the tree.
+                listing.Release();
                 WalkFirmFolder(item, false, path);
                 break;
             default:
-                LoadListedFile(item, allowBin);
+                LoadListedFile(listing, i, allowBin);
                 break;
             }
         }
@@ -111,10 +113,11 @@ void EspWin::WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPa
     path.removeLast();
 }
 
-void EspWin::LoadListedFile(const FolderItem& file, bool allowBin) {
+void EspWin::LoadListedFile(FolderListing& listing, int i, bool allowBin) {
     // The walk has seen that the file is there and is no folder; its bytes are read once, and
     // the text that tells the type is the text the reader reads.
-    const QString name = file.Name();
+    const FolderItem file = listing.Item(i);
+    const QString name = listing.Name(i);
     if (!EndsWith(name, QStringLiteral(".json")) && !EndsWith(name, QStringLiteral(".crvj"))) {
         if (allowBin)
             LoadFirmJsonFile(file, allowBin);
@@ -122,7 +125,7 @@ void EspWin::LoadListedFile(const FolderItem& file, bool allowBin) {
     }
     try {
         bool ok = false;
-        const QByteArray bytes = ReadManifestBytes(file, &ok);
+        const QByteArray bytes = listing.ReadEntry(i, &ok);
         if (!ok)
             return;
         LoadFirmJsonText(file, *TextInputStream::OfText(QString::fromUtf8(bytes)));

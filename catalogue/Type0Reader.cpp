@@ -32,9 +32,10 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
     const FolderItem folder = file.Parent();
 
     do {
-        const QString line = Trim(stream.ReadLine());
-        const QString key = Cuts::KeyOf(line);
-        const QString raw = Cuts::RawValueOf(line);
+        const QString line = stream.ReadTrimmedLine();
+        // The key is cut only from a line that is no bracket: most lines of a manifest are.
+        const bool bracket = line.size() <= 2;
+        const QString key = bracket ? QString() : Cuts::KeyOf(line);
 
         if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
             // brackets carry nothing
@@ -43,16 +44,18 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
         } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
             InHand(record).mFirmFolder = folder;
             mFirm.append(record);
+        } else if (bracket) {
+            // too short for any key
         } else if (Same(key, QStringLiteral("name"))) {
-            InHand(record).mName = Cuts::TextValue(raw);
+            InHand(record).mName = Cuts::TextValue(Cuts::RawValueOf(line));
         } else if (Same(key, QStringLiteral("version"))) {
-            InHand(record).mVersion = Cuts::TextValue(raw);
+            InHand(record).mVersion = Cuts::TextValue(Cuts::RawValueOf(line));
         } else if (Same(key, QStringLiteral("path"))) {
-            InHand(record).mPath = Cuts::TextValue(raw);
+            InHand(record).mPath = Cuts::TextValue(Cuts::RawValueOf(line));
         } else if (Same(key, QStringLiteral("commands"))) {
             QString joined;
             for (;;) {
-                const QString next = Trim(stream.ReadLine());
+                const QString next = stream.ReadTrimmedLine();
                 const QString last = Right(joined, 1);
                 if (last != QStringLiteral(",") && last != QStringLiteral(" "))
                     joined += ' ';

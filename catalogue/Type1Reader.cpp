@@ -54,9 +54,11 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
     stream.ReadLine();
 
     do {
-        const QString line = Trim(stream.ReadLine());
-        const QString key = Cuts::KeyOf(line);
-        const QString raw = Cuts::RawValueOf(line);
+        const QString line = stream.ReadTrimmedLine();
+        // Brackets, most lines of a manifest, are too short to hold any key: nothing is cut.
+        const bool bracket = line.size() <= 2;
+        const QString key = bracket ? QString() : Cuts::KeyOf(line);
+        const QString raw = bracket ? QString() : Cuts::RawValueOf(line);
 
         if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
             // brackets carry nothing
@@ -65,7 +67,7 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
             open = std::make_shared<FirmClass>(carried);
             open->mType = 1;
             if (line == QStringLiteral("{")) {
-                const QString variant = WithoutQuotes(Cuts::KeyOf(Trim(stream.ReadLine())));
+                const QString variant = WithoutQuotes(Cuts::KeyOf(stream.ReadTrimmedLine()));
                 open->mName = open->mName + QLatin1Char(' ') + variant;
             }
         } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
@@ -84,7 +86,7 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
                 open->mBaud = Cuts::NumberValue(raw);
         } else if (Same(key, QStringLiteral("device"))) {
             // The value stands on the next line, and the line behind it closes the array.
-            const QString device = Trim(stream.ReadLine());
+            const QString device = stream.ReadTrimmedLine();
             if (open)
                 open->mDevice = WithoutQuotes(device);
             stream.ReadLine();

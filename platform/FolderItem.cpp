@@ -211,7 +211,18 @@ bool ReadEntries(int fd, std::vector<std::pair<QByteArray, int>>& out) {
 
 } // namespace
 
+FolderListing::~FolderListing() {
+    Release();
+}
+
+void FolderListing::Release() {
+    if (mFd >= 0)
+        ::close(mFd);
+    mFd = -1;
+}
+
 bool FolderListing::List() {
+    Release();
     mEntries.clear();
     const int fd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
@@ -219,16 +230,18 @@ bool FolderListing::List() {
     struct stat st {};
     std::vector<std::pair<QByteArray, int>> entries;
     const bool good = ::fstat(fd, &st) == 0 && ReadEntries(fd, entries);
-    ::close(fd);
-    if (!good)
+    if (!good) {
+        ::close(fd);
         return false;
+    }
+    mFd = fd;
     mDevice = quint64(st.st_dev);
     mInode = quint64(st.st_ino);
     mStamp = StampNs(st);
     mListedAt = NowNs();
     mEntries.reserve(entries.size());
     for (const auto& [name, type] : entries)
-        mEntries.push_back({QFile::decodeName(name), type, -1});
+        mEntries.push_back({QFile::decodeName(name), name, type, -1});
     // The order of QDir's listing by name, which Item gives too.
     std::sort(mEntries.begin(), mEntries.end(),
               [](const Entry& a, const Entry& b) { return a.name.compare(b.name) < 0; });
@@ -283,14 +296,10 @@ FolderListing::Kind FolderListing::KindOf(const QString& path, int direntType) {
     }
 }
 
-QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
-    *ok = false;
-    if (item.IsNil())
-        return QByteArray();
-    // Opened without blocking and tested on the open descriptor, as ReadFileBytes does.
-    const int fd = ::open(QFile::encodeName(item.mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return QByteArray();
+namespace {
+
+// Reads what fd holds within the cap and closes it.
+QByteArray ReadCapped(int fd, bool* ok) {
     QByteArray bytes;
     struct stat st {};
     bool good = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kMaxManifestBytes;
@@ -324,6 +333,27 @@ QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
     ::close(fd);
     *ok = good;
     return good ? bytes : QByteArray();
+}
+
+} // namespace
+
+QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
+    *ok = false;
+    if (item.IsNil())
+        return QByteArray();
+    // Opened without blocking and tested on the open descriptor, as ReadFileBytes does.
+    const int fd = ::open(QFile::encodeName(item.mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
+}
+
+QByteArray FolderListing::ReadEntry(int i, bool* ok) {
+    *ok = false;
+    if (i < 1 || i > Count())
+        return QByteArray();
+    if (mFd < 0)
+        return ReadManifestBytes(Item(i), ok);
+    const int fd = ::openat(mFd, mEntries[std::size_t(i - 1)].native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
 }
 
 bool FolderItem::CreateAsFolder() const {
@@ -428,6 +458,27 @@ QString TextInputStream::ReadLine() {
     while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
         ++end;
     QString line = mText.mid(mPos, end - mPos);
+    if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
+        ++end;
+    mPos = end < size ? end + 1 : end;
+    return line;
+}
+
+QString TextInputStream::ReadTrimmedLine() {
+    const qsizetype size = mText.size();
+    if (mPos >= size)
+        return QString();
+    const QChar* data = mText.constData();
+    qsizetype end = mPos;
+    while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
+        ++end;
+    // The white space QString::trimmed takes off, at both ends.
+    qsizetype from = mPos, to = end;
+    while (from < to && data[from].isSpace())
+        ++from;
+    while (to > from && data[to - 1].isSpace())
+        --to;
+    QString line = mText.mid(from, to - from);
     if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
         ++end;
     mPos = end < size ? end + 1 : end;

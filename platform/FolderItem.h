@@ -71,6 +71,14 @@ public:
     Kind KindOf(int i);
     // Lists the folder again if it may have changed since it was listed; false if it is gone.
     bool Refresh();
+    // The bytes of manifest entry i, read as ReadManifestBytes reads them; while the listing
+    // holds its folder open, the entry is opened relative to it.
+    QByteArray ReadEntry(int i, bool* ok);
+    // Lets go of the open folder, as before a walk goes down into a sub-folder.
+    void Release();
+    ~FolderListing();
+    FolderListing(const FolderListing&) = delete;
+    FolderListing& operator=(const FolderListing&) = delete;
 
     // The kind of an entry whose listing gave the type `direntType` (a d_type value); an
     // unknown type or a link costs one stat, which follows the link.
@@ -79,6 +87,7 @@ public:
 private:
     struct Entry {
         QString name;
+        QByteArray native;
         int type;
         int kind; // -1 until asked
     };
@@ -86,6 +95,7 @@ private:
 
     FolderItem mFolder;
     bool mOpen = false;
+    int mFd = -1;
     quint64 mDevice = 0, mInode = 0;
     long long mStamp = -1, mListedAt = -1;
     std::vector<Entry> mEntries;
@@ -112,6 +122,8 @@ public:
     const QString& Text() const { return mText; }
 
     QString ReadLine();
+    // Trim(ReadLine()) without the copy in between.
+    QString ReadTrimmedLine();
     QString ReadAll();
     bool Eof() const { return mPos >= mText.size(); }
     void Close() {}

@@ -181,7 +181,7 @@ private:
     void WindowClosed();
     void MakeFirmPackage(const FolderItem& file);
     void WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPair<quint64, quint64>>& path);
-    void LoadListedFile(const FolderItem& file, bool allowBin);
+    void LoadListedFile(FolderListing& listing, int i, bool allowBin);
     void LoadFirmJsonText(const FolderItem& file, TextInputStream& stream);
     void DisposeWhenIdle();
 
