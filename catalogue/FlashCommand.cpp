@@ -63,7 +63,8 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
     bool stop = false;
     do {
         const QString line = stream->ReadTrimmedLine();
-        if (InStr(line, kOpening) == 1) {
+        // InStr(line, kOpening) == 1, without searching the rest of the line.
+        if (line.startsWith(kOpening, Qt::CaseInsensitive)) {
             // Mid from 11 drops "esptool.py" and keeps the blank behind it.
             QString command = Mid(ReplaceAll(line, kBackslash, QString()) + QLatin1Char(' '), 11);
             // ReadLine gives "" at the end of the file, so a command cut off there ends too.
@@ -77,9 +78,14 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
                 if (stop)
                     break;
             }
-            command = ReplaceAll(command, QStringLiteral("/dev/${port}"), QStringLiteral("%port"));
-            command = ReplaceAll(command, QStringLiteral("--baud 921600"), QStringLiteral("--baud %baud"));
-            command = ReplaceAll(command, QStringLiteral("--baud 750000"), QStringLiteral("--baud %baud"));
+            // Each search ignores letter case; the part of it without letters must stand as it is,
+            // so a command without that part is spared the search.
+            if (command.contains(QLatin1String("/${")))
+                command = ReplaceAll(command, QStringLiteral("/dev/${port}"), QStringLiteral("%port"));
+            if (command.contains(QLatin1String(" 921600")))
+                command = ReplaceAll(command, QStringLiteral("--baud 921600"), QStringLiteral("--baud %baud"));
+            if (command.contains(QLatin1String(" 750000")))
+                command = ReplaceAll(command, QStringLiteral("--baud 750000"), QStringLiteral("--baud %baud"));
             record.mCommand.append(command);
         }
         LetOtherEventsRun();

@@ -74,7 +74,11 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
             // text again for each of them: a long line of many commands stays linear.
             const QStringList commands = joined.split(QStringLiteral("\",\""));
             for (const QString& command : commands) {
-                QString entry = ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"));
+                // Letters aside, a match holds these three characters as they stand: where they are
+                // missing, the letter-case-blind search over the whole command is spared.
+                QString entry = command.contains(QLatin1String("\\\"%"))
+                                    ? ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"))
+                                    : command;
                 entry = ReplaceAll(entry, QStringLiteral("\""), QString());
                 InHand(record).mCommand.append(entry);
                 LetOtherEventsRun();

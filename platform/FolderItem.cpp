@@ -63,9 +63,33 @@ FolderItem FolderItem::Child(const QString& name) const {
     return FolderItem(QDir::cleanPath(mPath + QLatin1Char('/') + name));
 }
 
+namespace {
+
+// True for an absolute path that cleaning would leave as it is.
+bool CleanAbsolute(const QString& path) {
+    if (path.size() < 2 || path.at(0) != QLatin1Char('/') || path.endsWith(QLatin1Char('/')))
+        return false;
+    for (qsizetype i = 0; i < path.size(); ++i) {
+        if (path.at(i) != QLatin1Char('/'))
+            continue;
+        const QStringView rest = QStringView(path).mid(i + 1);
+        if (rest.startsWith(QLatin1Char('/')) || rest == QLatin1String(".") || rest == QLatin1String("..") ||
+            rest.startsWith(QLatin1String("./")) || rest.startsWith(QLatin1String("../")))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
 FolderItem FolderItem::Parent() const {
     if (IsNil())
         return FolderItem();
+    // The common case, asked once for every manifest, without building file infos.
+    if (CleanAbsolute(mPath)) {
+        const qsizetype slash = mPath.lastIndexOf(QLatin1Char('/'));
+        return FolderItem(slash == 0 ? QStringLiteral("/") : mPath.left(slash));
+    }
     const QString clean = QDir::cleanPath(QFileInfo(mPath).absoluteFilePath());
     if (clean == QLatin1String("/"))
         return FolderItem();
