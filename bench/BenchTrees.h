@@ -42,7 +42,8 @@ inline QByteArray Type0Manifest(int folder, int file) {
     return text + "]\n";
 }
 
-inline QByteArray Type1Manifest(int n) {
+// Two variants: "script", and a second one in the folder named by `second`.
+inline QByteArray Type1Manifest(int n, const QByteArray& second = "other") {
     const QByteArray name = "Firmware " + QByteArray::number(n);
     return "{\n"
            "    \"name\": \"" +
@@ -62,8 +63,10 @@ inline QByteArray Type1Manifest(int n) {
            "            }\n"
            "        },\n"
            "        {\n"
-           "            \"Other\": {\n"
-           "                \"path\": \"other\",\n"
+           "            \"Second\": {\n"
+           "                \"path\": \"" +
+           second +
+           "\",\n"
            "                \"default_baud\": 460800\n"
            "            }\n"
            "        }\n"

@@ -474,21 +474,14 @@ std::unique_ptr<TextInputStream> TextInputStream::OfText(QString text) {
 }
 
 QString TextInputStream::ReadLine() {
-    const qsizetype size = mText.size();
-    if (mPos >= size)
-        return QString();
-    const QChar* data = mText.constData();
-    qsizetype end = mPos;
-    while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
-        ++end;
-    QString line = mText.mid(mPos, end - mPos);
-    if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
-        ++end;
-    mPos = end < size ? end + 1 : end;
-    return line;
+    return NextLine(false);
 }
 
 QString TextInputStream::ReadTrimmedLine() {
+    return NextLine(true);
+}
+
+QString TextInputStream::NextLine(bool trimmed) {
     const qsizetype size = mText.size();
     if (mPos >= size)
         return QString();
@@ -496,11 +489,11 @@ QString TextInputStream::ReadTrimmedLine() {
     qsizetype end = mPos;
     while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
         ++end;
-    // The white space QString::trimmed takes off, at both ends.
+    // Trimmed, without white space QString::trimmed takes off, at both ends.
     qsizetype from = mPos, to = end;
-    while (from < to && data[from].isSpace())
+    while (trimmed && from < to && data[from].isSpace())
         ++from;
-    while (to > from && data[to - 1].isSpace())
+    while (trimmed && to > from && data[to - 1].isSpace())
         --to;
     QString line = mText.mid(from, to - from);
     if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))

@@ -130,6 +130,7 @@ public:
 
 private:
     explicit TextInputStream(QString text) : mText(std::move(text)) {}
+    QString NextLine(bool trimmed);
 
     QString mText;
     qsizetype mPos = 0;
