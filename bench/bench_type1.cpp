@@ -3,6 +3,7 @@
 // every load; then a single variant of 20,000 images, and a flash.sh of 20,000 commands.
 // Run on a Release build: QT_QPA_PLATFORM=offscreen build/bench/bench_type1/bench_type1 [rounds]
 
+#include "BenchTrees.h"
 #include "platform/Dialogs.h"
 #include "window/EspWin.h"
 
@@ -21,50 +22,6 @@ namespace {
 constexpr int kManifests = 1000;
 constexpr int kImages = 20000;
 constexpr int kCommands = 20000;
-
-const QByteArray kScript = "#!/bin/bash\n"
-                           "esptool.py --chip esp32 --port /dev/${port} --baud 921600 write_flash -z \\\n"
-                           "--flash_mode dio --flash_freq 80m --flash_size detect \\\n"
-                           "0x1000 bootloader.bin \\\n"
-                           "0x8000 partitions.bin \\\n"
-                           "0x10000 app.bin\n"
-                           "\n";
-
-QByteArray Manifest(int n) {
-    const QByteArray name = "Firmware " + QByteArray::number(n);
-    return "{\n"
-           "    \"name\": \"" +
-           name +
-           "\",\n"
-           "    \"description\": \"Bench\",\n"
-           "    \"repository\": \"none\",\n"
-           "    \"version\": \"1.0.0\",\n"
-           "    \"firmware_category\": [\n"
-           "        {\n"
-           "            \"Script\": {\n"
-           "                \"path\": \"script\",\n"
-           "                \"device\": [\n"
-           "                    \"Board\"\n"
-           "                ],\n"
-           "                \"default_baud\": 921600\n"
-           "            }\n"
-           "        },\n"
-           "        {\n"
-           "            \"Generated\": {\n"
-           "                \"path\": \"generated\",\n"
-           "                \"default_baud\": 460800\n"
-           "            }\n"
-           "        }\n"
-           "    ],\n"
-           "    \"framework\": \"Arduino\"\n"
-           "}\n";
-}
-
-bool Write(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(path.left(path.lastIndexOf('/')));
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
 
 double Ms(const QElapsedTimer& clock) {
     return double(clock.nsecsElapsed()) / 1e6;
@@ -88,6 +45,8 @@ Figures Time(int rounds, const std::function<void()>& work) {
 
 } // namespace
 
+using namespace BenchTrees;
+
 int main(int argc, char* argv[]) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -104,7 +63,8 @@ int main(int argc, char* argv[]) {
 
     for (int n = 0; n < kManifests; ++n) {
         const QString dir = QString("%1/fw%2").arg(root).arg(n, 4, 10, QChar('0'));
-        bool ok = Write(dir + "/manifest.json", Manifest(n)) && Write(dir + "/script/flash.sh", kScript);
+        bool ok =
+            Write(dir + "/manifest.json", Type1Manifest(n, "generated")) && Write(dir + "/script/flash.sh", kScript);
         for (const char* image : {"bootloader.bin", "partitions.bin", "app.bin"})
             ok = ok && Write(dir + "/script/" + image, "image");
         for (const char* image : {"bootloader_0x1000.bin", "partitions_0x8000.bin", "app_0x10000.bin"})

@@ -35,34 +35,43 @@ QString CommandPiece(const QString& line) {
 // a script made from its image names for the time of this call.
 void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
     const FolderItem variant = VariantFolder(folder, record.mPath);
-    if (variant.IsNil() || !variant.Exists())
+    if (variant.IsNil())
         return;
     const FolderItem script = variant.Child(QStringLiteral("flash.sh"));
     if (script.IsNil())
         return;
 
+    // A script that opens tells by that alone that its folder and itself are there; only when
+    // it doesn't are they looked for one by one.
+    bool read = false;
+    QByteArray bytes = ReadManifestBytes(script, &read);
+    std::unique_ptr<TextInputStream> stream;
+    if (read)
+        stream = TextInputStream::OfText(QString::fromUtf8(bytes));
     bool generated = false;
-    if (!script.Exists()) {
+    if (!stream) {
+        if (!variant.Exists() || script.Exists())
+            return;
         if (!MakeFlashShell(script))
             return;
         generated = true;
+        stream = TextInputStream::Open(script);
+        // A script made here that can't be read back is left for the user to look into.
+        if (!stream)
+            return;
     }
-
-    const auto stream = TextInputStream::Open(script);
-    // A script made here that can't be read back is left for the user to look into.
-    if (!stream)
-        return;
 
     // A window closed meanwhile stops the read, but a script made here still goes.
     bool stop = false;
     do {
-        const QString line = Trim(stream->ReadLine());
-        if (InStr(line, kOpening) == 1) {
+        const QString line = stream->ReadTrimmedLine();
+        // InStr(line, kOpening) == 1, without searching the rest of the line.
+        if (line.startsWith(kOpening, Qt::CaseInsensitive)) {
             // Mid from 11 drops "esptool.py" and keeps the blank behind it.
             QString command = Mid(ReplaceAll(line, kBackslash, QString()) + QLatin1Char(' '), 11);
             // ReadLine gives "" at the end of the file, so a command cut off there ends too.
             for (;;) {
-                const QString next = ReplaceAll(Trim(stream->ReadLine()), kBackslash, QString());
+                const QString next = ReplaceAll(stream->ReadTrimmedLine(), kBackslash, QString());
                 if (next.isEmpty())
                     break;
                 command += CommandPiece(next);
@@ -71,9 +80,14 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
                 if (stop)
                     break;
             }
-            command = ReplaceAll(command, QStringLiteral("/dev/${port}"), QStringLiteral("%port"));
-            command = ReplaceAll(command, QStringLiteral("--baud 921600"), QStringLiteral("--baud %baud"));
-            command = ReplaceAll(command, QStringLiteral("--baud 750000"), QStringLiteral("--baud %baud"));
+            // Each search ignores letter case; the part of it without letters must stand as it is,
+            // so a command without that part is spared the search.
+            if (command.contains(QLatin1String("/${")))
+                command = ReplaceAll(command, QStringLiteral("/dev/${port}"), QStringLiteral("%port"));
+            if (command.contains(QLatin1String(" 921600")))
+                command = ReplaceAll(command, QStringLiteral("--baud 921600"), QStringLiteral("--baud %baud"));
+            if (command.contains(QLatin1String(" 750000")))
+                command = ReplaceAll(command, QStringLiteral("--baud 750000"), QStringLiteral("--baud %baud"));
             record.mCommand.append(command);
         }
         LetOtherEventsRun();

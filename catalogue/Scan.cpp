@@ -2,6 +2,7 @@
 #include "platform/Dialogs.h"
 #include "platform/FolderItem.h"
 #include "platform/Text.h"
+#include "platform/Yield.h"
 #include "window/EspWin.h"
 
 #include <QDateTime>
@@ -27,24 +28,6 @@ const QString kManifestTemplate = QStringLiteral(
 bool EndsWith(const QString& name, const QString& ending) {
     return Same(Right(name, Len(ending)), ending);
 }
-
-// Puts the walk path back as the caller had it, whichever way the walk of one folder ends.
-class WalkStep {
-public:
-    WalkStep(QVector<QString>& path, QVector<QString>&& outer) : mPath(path), mOuter(std::move(outer)) {}
-    ~WalkStep() {
-        if (!mPath.isEmpty())
-            mPath.removeLast();
-        if (!mOuter.isEmpty())
-            mPath.swap(mOuter);
-    }
-    WalkStep(const WalkStep&) = delete;
-    WalkStep& operator=(const WalkStep&) = delete;
-
-private:
-    QVector<QString>& mPath;
-    QVector<QString> mOuter;
-};
 
 } // namespace
 
@@ -87,68 +70,101 @@ void EspWin::firmfolderBtn_Action() {
 }
 
 void EspWin::LoadFirmJsonFolder(const FolderItem& folder, bool allowBin) {
-    // Links may lead back up the tree: a folder already on the way down is not entered again.
-    const QString here = folder.CanonicalPath();
-    if (here.isEmpty())
-        return;
-    // A walk that a handler starts while another one yields is not a step of that one: it
-    // gets a path of its own, or it would pass over the folders the other one stands in.
-    QVector<QString> outer;
-    if (!mWalkPath.isEmpty() && mWalkPath.constLast() != folder.Parent().CanonicalPath())
-        outer.swap(mWalkPath);
-    if (mWalkPath.contains(here)) {
-        if (!outer.isEmpty())
-            mWalkPath.swap(outer);
-        return;
-    }
-    mWalkPath.append(here);
-    const WalkStep step(mWalkPath, std::move(outer));
+    // A walk that a handler starts while another one yields is not a step of that one: it has
+    // a path of its own, or it would pass over the folders the other one stands in.
+    QVector<QPair<quint64, quint64>> path;
+    WalkFirmFolder(folder, allowBin, path);
+}
 
-    for (int i = 1; i <= folder.Count(); ++i) {
-        const FolderItem item = folder.Item(i);
-        if (!item.IsNil() && item.Visible() && item.Exists()) {
-            if (item.Directory())
-                LoadFirmJsonFolder(item, false);
-            else
-                LoadFirmJsonFile(item, allowBin);
-            if (IsClosed())
-                return;
+void EspWin::WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPair<quint64, quint64>>& path) {
+    // Each folder is listed once, and the listing tells files from folders; the count is taken
+    // anew only when other events have run and so may have changed the folder.
+    FolderListing listing(folder);
+    // Links may lead back up the tree: a folder already on the way down is not entered again.
+    if (!listing.IsOpen() || path.contains(listing.Id()))
+        return;
+    path.append(listing.Id());
+
+    unsigned seen = EventRounds();
+    for (int i = 1; i <= listing.Count(); ++i) {
+        const FolderItem item = listing.Item(i);
+        if (item.Visible()) {
+            switch (listing.KindOf(i)) {
+            case FolderListing::Kind::Missing:
+                break;
+            case FolderListing::Kind::Directory:
+                // One folder open at a time, however deep the tree.
+                listing.Release();
+                WalkFirmFolder(item, false, path);
+                break;
+            default:
+                LoadListedFile(listing, i, allowBin);
+                break;
+            }
         }
         LetOtherEventsRun();
         if (IsClosed())
+            break;
+        if (EventRounds() != seen) {
+            seen = EventRounds();
+            if (!listing.Refresh())
+                break;
+        }
+    }
+    path.removeLast();
+}
+
+void EspWin::LoadListedFile(FolderListing& listing, int i, bool allowBin) {
+    // The walk has seen that the file is there and is no folder; its bytes are read once, and
+    // the text that tells the type is the text the reader reads.
+    const FolderItem file = listing.Item(i);
+    const QString name = listing.Name(i);
+    if (!EndsWith(name, QStringLiteral(".json")) && !EndsWith(name, QStringLiteral(".crvj"))) {
+        if (allowBin)
+            LoadFirmJsonFile(file, allowBin);
+        return;
+    }
+    try {
+        bool ok = false;
+        const QByteArray bytes = listing.ReadEntry(i, &ok);
+        if (!ok)
             return;
+        LoadFirmJsonText(file, *TextInputStream::OfText(QString::fromUtf8(bytes)));
+    } catch (...) {
     }
 }
 
 void EspWin::LoadFirmJsonFile(const FolderItem& file, bool allowBin) {
     // A bad file costs that file only: whatever a reader appended before it stumbled stays.
     try {
-        if (file.IsNil() || !file.Exists() || file.Directory() || !file.Visible())
+        if (file.IsNil() || !file.Visible())
             return;
         const QString name = file.Name();
         if (EndsWith(name, QStringLiteral(".json")) || EndsWith(name, QStringLiteral(".crvj"))) {
+            // Gives nothing for what is missing or no regular file, a folder among them.
             const auto stream = TextInputStream::Open(file);
-            if (!stream)
-                return;
-            const QString text = stream->ReadAll();
-            stream->Close();
-            if (text.isEmpty())
-                return;
-            switch (CheckJsonType(text)) {
-            case 0:
-                LoadFirmJsonType0(file);
-                break;
-            case 1:
-                LoadFirmJsonType1(file);
-                break;
-            default:
-                break;
-            }
+            if (stream)
+                LoadFirmJsonText(file, *stream);
             return;
         }
-        if (allowBin && EndsWith(name, QStringLiteral(".bin")))
+        if (allowBin && EndsWith(name, QStringLiteral(".bin")) && file.Exists() && !file.Directory())
             MakeFirmPackage(file);
     } catch (...) {
+    }
+}
+
+void EspWin::LoadFirmJsonText(const FolderItem& file, TextInputStream& stream) {
+    if (stream.Text().isEmpty())
+        return;
+    switch (CheckJsonType(stream.Text())) {
+    case 0:
+        LoadFirmJsonType0(file, stream);
+        break;
+    case 1:
+        LoadFirmJsonType1(file, stream);
+        break;
+    default:
+        break;
     }
 }
 

@@ -17,9 +17,11 @@ FirmClass& InHand(const FirmRef& record) {
 } // namespace
 
 void EspWin::LoadFirmJsonType0(const FolderItem& file) {
-    const auto stream = TextInputStream::Open(file);
-    if (!stream)
-        return;
+    if (const auto stream = TextInputStream::Open(file))
+        LoadFirmJsonType0(file, *stream);
+}
+
+void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) {
 
     FirmRef record;
     if (mFirm.size() - 1 > 0) {
@@ -30,9 +32,10 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
     const FolderItem folder = file.Parent();
 
     do {
-        const QString line = Trim(stream->ReadLine());
-        const QString key = Cuts::KeyOf(line);
-        const QString raw = Cuts::RawValueOf(line);
+        const QString line = stream.ReadTrimmedLine();
+        // The key is cut only from a line that is no bracket: most lines of a manifest are.
+        const bool bracket = line.size() <= 2;
+        const QString key = bracket ? QString() : Cuts::KeyOf(line);
 
         if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
             // brackets carry nothing
@@ -41,16 +44,18 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
         } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
             InHand(record).mFirmFolder = folder;
             mFirm.append(record);
+        } else if (bracket) {
+            // too short for any key
         } else if (Same(key, QStringLiteral("name"))) {
-            InHand(record).mName = Cuts::TextValue(raw);
+            InHand(record).mName = Cuts::TextValue(Cuts::RawValueOf(line));
         } else if (Same(key, QStringLiteral("version"))) {
-            InHand(record).mVersion = Cuts::TextValue(raw);
+            InHand(record).mVersion = Cuts::TextValue(Cuts::RawValueOf(line));
         } else if (Same(key, QStringLiteral("path"))) {
-            InHand(record).mPath = Cuts::TextValue(raw);
+            InHand(record).mPath = Cuts::TextValue(Cuts::RawValueOf(line));
         } else if (Same(key, QStringLiteral("commands"))) {
             QString joined;
             for (;;) {
-                const QString next = Trim(stream->ReadLine());
+                const QString next = stream.ReadTrimmedLine();
                 const QString last = Right(joined, 1);
                 if (last != QStringLiteral(",") && last != QStringLiteral(" "))
                     joined += ' ';
@@ -59,7 +64,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
                 joined += next;
                 // A list cut off by the end of the file ends there; with no closer behind it,
                 // its record never reaches the catalogue.
-                if (stream->Eof())
+                if (stream.Eof())
                     break;
                 LetOtherEventsRun();
                 if (IsClosed())
@@ -69,7 +74,11 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
             // text again for each of them: a long line of many commands stays linear.
             const QStringList commands = joined.split(QStringLiteral("\",\""));
             for (const QString& command : commands) {
-                QString entry = ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"));
+                // Letters aside, a match holds these three characters as they stand: where they are
+                // missing, the letter-case-blind search over the whole command is spared.
+                QString entry = command.contains(QLatin1String("\\\"%"))
+                                    ? ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"))
+                                    : command;
                 entry = ReplaceAll(entry, QStringLiteral("\""), QString());
                 InHand(record).mCommand.append(entry);
                 LetOtherEventsRun();
@@ -81,7 +90,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file) {
         LetOtherEventsRun();
         if (IsClosed())
             return;
-    } while (!stream->Eof());
+    } while (!stream.Eof());
 
-    stream->Close();
+    stream.Close();
 }

@@ -32,9 +32,11 @@ QString WithoutQuotes(const QString& s) {
 // Reads a manifest of one firmware with its variants: values given once for the firmware are
 // carried into every variant, and each variant's commands come from the flash.sh of its folder.
 void EspWin::LoadFirmJsonType1(const FolderItem& file) {
-    const auto stream = TextInputStream::Open(file);
-    if (!stream)
-        return;
+    if (const auto stream = TextInputStream::Open(file))
+        LoadFirmJsonType1(file, *stream);
+}
+
+void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) {
 
     if (mFirm.size() - 1 > 0) {
         auto separator = std::make_shared<FirmClass>();
@@ -49,12 +51,14 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file) {
     FirmRef open;
 
     // The top-level "{": never looked at, whatever the first line holds.
-    stream->ReadLine();
+    stream.ReadLine();
 
     do {
-        const QString line = Trim(stream->ReadLine());
-        const QString key = Cuts::KeyOf(line);
-        const QString raw = Cuts::RawValueOf(line);
+        const QString line = stream.ReadTrimmedLine();
+        // Brackets, most lines of a manifest, are too short to hold any key: nothing is cut.
+        const bool bracket = line.size() <= 2;
+        const QString key = bracket ? QString() : Cuts::KeyOf(line);
+        const QString raw = bracket ? QString() : Cuts::RawValueOf(line);
 
         if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
             // brackets carry nothing
@@ -63,7 +67,7 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file) {
             open = std::make_shared<FirmClass>(carried);
             open->mType = 1;
             if (line == QStringLiteral("{")) {
-                const QString variant = WithoutQuotes(Cuts::KeyOf(Trim(stream->ReadLine())));
+                const QString variant = WithoutQuotes(Cuts::KeyOf(stream.ReadTrimmedLine()));
                 open->mName = open->mName + QLatin1Char(' ') + variant;
             }
         } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
@@ -82,10 +86,10 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file) {
                 open->mBaud = Cuts::NumberValue(raw);
         } else if (Same(key, QStringLiteral("device"))) {
             // The value stands on the next line, and the line behind it closes the array.
-            const QString device = Trim(stream->ReadLine());
+            const QString device = stream.ReadTrimmedLine();
             if (open)
                 open->mDevice = WithoutQuotes(device);
-            stream->ReadLine();
+            stream.ReadLine();
         } else {
             for (const CarriedKey& known : kCarriedKeys) {
                 if (Same(key, QLatin1String(known.key))) {
@@ -101,8 +105,8 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file) {
         LetOtherEventsRun();
         if (IsClosed())
             return;
-    } while (!stream->Eof());
-    stream->Close();
+    } while (!stream.Eof());
+    stream.Close();
 
     // version and framework written behind the variants reach every variant of this file that
     // opened before them.

@@ -13,22 +13,30 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#ifdef Q_OS_LINUX
+#include <sys/syscall.h>
+#endif
 #include <unistd.h>
 
 namespace {
+
+long long StampNs(const struct stat& st) {
+#ifdef Q_OS_MACOS
+    return (long long)st.st_mtimespec.tv_sec * 1000000000LL + st.st_mtimespec.tv_nsec;
+#else
+    return (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
+#endif
+}
 
 // Modification time in nanoseconds since the epoch, and whether the path is a folder; one stat.
 bool StatFolder(const QString& path, long long* stampNs) {
     struct stat st {};
     if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
         return false;
-#ifdef Q_OS_MACOS
-    *stampNs = (long long)st.st_mtimespec.tv_sec * 1000000000LL + st.st_mtimespec.tv_nsec;
-#else
-    *stampNs = (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
-#endif
+    *stampNs = StampNs(st);
     return true;
 }
 
@@ -37,6 +45,10 @@ long long NowNs() {
     clock_gettime(CLOCK_REALTIME, &now);
     return (long long)now.tv_sec * 1000000000LL + now.tv_nsec;
 }
+
+// Folder time stamps are coarse: a listing taken this soon after a change may have missed a
+// second change within the same tick.
+constexpr long long kSettledNs = 200'000'000LL;
 
 } // namespace
 
@@ -55,9 +67,33 @@ FolderItem FolderItem::Child(const QString& name) const {
     return FolderItem(QDir::cleanPath(mPath + QLatin1Char('/') + name));
 }
 
+namespace {
+
+// True for an absolute path that cleaning would leave as it is.
+bool CleanAbsolute(const QString& path) {
+    if (path.size() < 2 || path.at(0) != QLatin1Char('/') || path.endsWith(QLatin1Char('/')))
+        return false;
+    for (qsizetype i = 0; i < path.size(); ++i) {
+        if (path.at(i) != QLatin1Char('/'))
+            continue;
+        const QStringView rest = QStringView(path).mid(i + 1);
+        if (rest.startsWith(QLatin1Char('/')) || rest == QLatin1String(".") || rest == QLatin1String("..") ||
+            rest.startsWith(QLatin1String("./")) || rest.startsWith(QLatin1String("../")))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
 FolderItem FolderItem::Parent() const {
     if (IsNil())
         return FolderItem();
+    // The common case, asked once for every manifest, without building file infos.
+    if (CleanAbsolute(mPath)) {
+        const qsizetype slash = mPath.lastIndexOf(QLatin1Char('/'));
+        return FolderItem(slash == 0 ? QStringLiteral("/") : mPath.left(slash));
+    }
     const QString clean = QDir::cleanPath(QFileInfo(mPath).absoluteFilePath());
     if (clean == QLatin1String("/"))
         return FolderItem();
@@ -124,7 +160,7 @@ const QStringList& FolderItem::Entries() const {
     // A folder's time stamp moves whenever an entry comes or goes, so a listing is kept while
     // it stands still: Count can be asked on every pass of a walk at the cost of one stat.
     // The stamp is coarse, so a folder changed a moment ago is always listed anew.
-    const bool settled = NowNs() - stamp > 200'000'000LL;
+    const bool settled = NowNs() - stamp > kSettledNs;
     if (!settled || stamp != mListing->stamp) {
         mListing->stamp = stamp;
         mListing->names =
@@ -142,6 +178,194 @@ FolderItem FolderItem::Item(int i) const {
     if (i < 1 || i > names.size())
         return FolderItem();
     return FolderItem(mPath + QLatin1Char('/') + names.at(i - 1));
+}
+
+FolderListing::FolderListing(const FolderItem& folder) : mFolder(folder) {
+    mOpen = !folder.IsNil() && List();
+}
+
+namespace {
+
+// Names and d_type values of a folder's entries, "." and ".." left out; false if unreadable.
+bool ReadEntries(int fd, std::vector<std::pair<QByteArray, int>>& out) {
+#ifdef Q_OS_LINUX
+    // getdents64 straight on the descriptor: readdir's set-up costs three more system calls.
+    alignas(8) char buffer[32768];
+    for (;;) {
+        const long n = ::syscall(SYS_getdents64, fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;
+        if (n == 0)
+            return true;
+        for (long at = 0; at < n;) {
+            const auto* d = reinterpret_cast<const dirent64*>(buffer + at);
+            at += d->d_reclen;
+            if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
+                continue;
+            out.emplace_back(QByteArray(d->d_name), int(d->d_type));
+        }
+    }
+#else
+    DIR* dir = ::fdopendir(::dup(fd));
+    if (!dir)
+        return false;
+    while (const dirent* d = ::readdir(dir)) {
+        if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
+            continue;
+        out.emplace_back(QByteArray(d->d_name), int(d->d_type));
+    }
+    ::closedir(dir);
+    return true;
+#endif
+}
+
+} // namespace
+
+FolderListing::~FolderListing() {
+    Release();
+}
+
+void FolderListing::Release() {
+    if (mFd >= 0)
+        ::close(mFd);
+    mFd = -1;
+}
+
+bool FolderListing::List() {
+    Release();
+    mEntries.clear();
+    const int fd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat st {};
+    std::vector<std::pair<QByteArray, int>> entries;
+    const bool good = ::fstat(fd, &st) == 0 && ReadEntries(fd, entries);
+    if (!good) {
+        ::close(fd);
+        return false;
+    }
+    mFd = fd;
+    mDevice = quint64(st.st_dev);
+    mInode = quint64(st.st_ino);
+    mStamp = StampNs(st);
+    mListedAt = NowNs();
+    mEntries.reserve(entries.size());
+    for (const auto& [name, type] : entries)
+        mEntries.push_back({QFile::decodeName(name), name, type, -1});
+    // The order of QDir's listing by name, which Item gives too.
+    std::sort(mEntries.begin(), mEntries.end(),
+              [](const Entry& a, const Entry& b) { return a.name.compare(b.name) < 0; });
+    return true;
+}
+
+bool FolderListing::Refresh() {
+    if (!mOpen)
+        return false;
+    struct stat st {};
+    const bool same = ::stat(QFile::encodeName(mFolder.mPath).constData(), &st) == 0 && quint64(st.st_ino) == mInode &&
+                      quint64(st.st_dev) == mDevice;
+    if (!same || StampNs(st) != mStamp || mListedAt - mStamp <= kSettledNs)
+        mOpen = List();
+    return mOpen;
+}
+
+QString FolderListing::Name(int i) const {
+    return i < 1 || i > Count() ? QString() : mEntries[std::size_t(i - 1)].name;
+}
+
+FolderItem FolderListing::Item(int i) const {
+    if (i < 1 || i > Count())
+        return FolderItem();
+    return FolderItem(mFolder.mPath + QLatin1Char('/') + mEntries[std::size_t(i - 1)].name);
+}
+
+FolderListing::Kind FolderListing::KindOf(int i) {
+    if (i < 1 || i > Count())
+        return Kind::Missing;
+    Entry& e = mEntries[std::size_t(i - 1)];
+    if (e.kind < 0)
+        e.kind = int(KindOf(Item(i).mPath, e.type));
+    return Kind(e.kind);
+}
+
+FolderListing::Kind FolderListing::KindOf(const QString& path, int direntType) {
+    switch (direntType) {
+    case DT_DIR:
+        return Kind::Directory;
+    case DT_REG:
+        return Kind::File;
+    case DT_LNK:
+    case DT_UNKNOWN: {
+        struct stat st {};
+        if (::stat(QFile::encodeName(path).constData(), &st) != 0)
+            return Kind::Missing;
+        return S_ISDIR(st.st_mode) ? Kind::Directory : S_ISREG(st.st_mode) ? Kind::File : Kind::Other;
+    }
+    default:
+        return Kind::Other;
+    }
+}
+
+namespace {
+
+// Reads what fd holds within the cap and closes it.
+QByteArray ReadCapped(int fd, bool* ok) {
+    QByteArray bytes;
+    struct stat st {};
+    bool good = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kMaxManifestBytes;
+    if (good) {
+        // One read for a file whose size is known: asked for one byte more, it comes back short
+        // at the end. A file that reports no size (as /proc's do) is read until it ends.
+        const qint64 size = qint64(st.st_size);
+        bytes.resize(qsizetype(size > 0 ? size + 1 : 65536));
+        qint64 have = 0;
+        for (;;) {
+            if (have == bytes.size())
+                bytes.resize(qsizetype(std::min<qint64>(have * 2, kMaxManifestBytes + 1)));
+            const ssize_t n = ::read(fd, bytes.data() + have, size_t(bytes.size() - have));
+            if (n > 0) {
+                have += n;
+                if (have > kMaxManifestBytes) {
+                    good = false;
+                    break;
+                }
+                if (size > 0 && have == size && have < bytes.size())
+                    break;
+            } else if (n == 0) {
+                break;
+            } else if (errno != EINTR) {
+                good = false;
+                break;
+            }
+        }
+        bytes.resize(qsizetype(have));
+    }
+    ::close(fd);
+    *ok = good;
+    return good ? bytes : QByteArray();
+}
+
+} // namespace
+
+QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
+    *ok = false;
+    if (item.IsNil())
+        return QByteArray();
+    // Opened without blocking and tested on the open descriptor, as ReadFileBytes does.
+    const int fd = ::open(QFile::encodeName(item.mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
+}
+
+QByteArray FolderListing::ReadEntry(int i, bool* ok) {
+    *ok = false;
+    if (i < 1 || i > Count())
+        return QByteArray();
+    if (mFd < 0)
+        return ReadManifestBytes(Item(i), ok);
+    const int fd = ::openat(mFd, mEntries[std::size_t(i - 1)].native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
 }
 
 bool FolderItem::CreateAsFolder() const {
@@ -269,7 +493,19 @@ std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
     return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));
 }
 
+std::unique_ptr<TextInputStream> TextInputStream::OfText(QString text) {
+    return std::unique_ptr<TextInputStream>(new TextInputStream(std::move(text)));
+}
+
 QString TextInputStream::ReadLine() {
+    return NextLine(false);
+}
+
+QString TextInputStream::ReadTrimmedLine() {
+    return NextLine(true);
+}
+
+QString TextInputStream::NextLine(bool trimmed) {
     const qsizetype size = mText.size();
     if (mPos >= size)
         return QString();
@@ -277,7 +513,13 @@ QString TextInputStream::ReadLine() {
     qsizetype end = mPos;
     while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
         ++end;
-    QString line = mText.mid(mPos, end - mPos);
+    // Trimmed, without white space QString::trimmed takes off, at both ends.
+    qsizetype from = mPos, to = end;
+    while (trimmed && from < to && data[from].isSpace())
+        ++from;
+    while (trimmed && to > from && data[to - 1].isSpace())
+        --to;
+    QString line = mText.mid(from, to - from);
     if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
         ++end;
     mPos = end < size ? end + 1 : end;

@@ -15,3 +15,7 @@ public:
 };
 
 bool InNestedEvents();
+
+// How many times events have run from inside a handler so far: a loop that notes it can tell
+// whether anything else may have run, and changed what it works on, since.
+unsigned EventRounds();

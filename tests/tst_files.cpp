@@ -8,7 +8,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using TestSupport::ReadFile;
 using TestSupport::WriteFile;
@@ -23,6 +25,10 @@ private slots:
     void changingFiles();
     void readingLines();
     void writing();
+    void folderListing();
+    void kindWithoutType_data();
+    void kindWithoutType();
+    void manifestBytes();
 };
 
 void TstFiles::items() {
@@ -201,6 +207,106 @@ void TstFiles::writing() {
     // A name that is a folder, and a path through a regular file, can't be created.
     QVERIFY(!TextOutputStream::Create(FolderItem(dir.path())));
     QVERIFY(!TextOutputStream::Create(file.Child("inside")));
+}
+
+void TstFiles::folderListing() {
+    QTemporaryDir dir;
+    const QStringList names = {"b.json", "B.json", "a.json", "_x", "10", "9", ".dot", "ä.json", "z", "Ω", "sub", "~"};
+    for (const QString& name : names)
+        QVERIFY(WriteFile(dir.filePath(name), "x"));
+    QVERIFY(QDir(dir.path()).mkdir("folder"));
+    QVERIFY(QFile::link(dir.filePath("folder"), dir.filePath("to-folder")));
+    QVERIFY(QFile::link(dir.filePath("a.json"), dir.filePath("to-file")));
+    QVERIFY(QFile::link(dir.filePath("gone"), dir.filePath("dangling")));
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath("pipe")).constData(), 0600) == 0);
+
+    // The walk's listing gives the entries FolderItem::Item gives, in the same order.
+    const FolderItem root(dir.path());
+    FolderListing listing(root);
+    QVERIFY(listing.IsOpen());
+    QCOMPARE(listing.Count(), root.Count());
+    for (int i = 1; i <= root.Count(); ++i) {
+        QCOMPARE(listing.Name(i), root.Item(i).Name());
+        QCOMPARE(listing.Item(i), root.Item(i));
+        // The kind the listing tells is the kind a stat finds.
+        const FolderItem item = root.Item(i);
+        const auto kind = !item.Exists()                          ? FolderListing::Kind::Missing
+                          : item.Directory()                      ? FolderListing::Kind::Directory
+                          : QFileInfo(item.NativePath()).isFile() ? FolderListing::Kind::File
+                                                                  : FolderListing::Kind::Other;
+        QCOMPARE(int(listing.KindOf(i)), int(kind));
+    }
+
+    // A folder reached by a link is the same folder.
+    QCOMPARE(FolderListing(root.Child("to-folder")).Id(), FolderListing(root.Child("folder")).Id());
+    QVERIFY(!FolderListing(root.Child("a.json")).IsOpen());
+    QVERIFY(!FolderListing(root.Child("nothing")).IsOpen());
+
+    // Listed again once it changed; gone, it says so.
+    QVERIFY(WriteFile(dir.filePath("new.json"), "x"));
+    QVERIFY(listing.Refresh());
+    QCOMPARE(listing.Count(), root.Count());
+    QVERIFY(QDir(dir.path()).removeRecursively());
+    QVERIFY(!listing.Refresh());
+}
+
+void TstFiles::kindWithoutType_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("kind");
+    QTest::newRow("file") << "file" << int(FolderListing::Kind::File);
+    QTest::newRow("folder") << "folder" << int(FolderListing::Kind::Directory);
+    QTest::newRow("link to a file") << "to-file" << int(FolderListing::Kind::File);
+    QTest::newRow("link to a folder") << "to-folder" << int(FolderListing::Kind::Directory);
+    QTest::newRow("dangling link") << "dangling" << int(FolderListing::Kind::Missing);
+    QTest::newRow("FIFO") << "pipe" << int(FolderListing::Kind::Other);
+    QTest::newRow("gone since the listing") << "gone" << int(FolderListing::Kind::Missing);
+}
+
+// A file system that gives no type in its listing (DT_UNKNOWN) costs a stat, with the same answer.
+void TstFiles::kindWithoutType() {
+    QFETCH(QString, name);
+    QFETCH(int, kind);
+    QTemporaryDir dir;
+    QVERIFY(WriteFile(dir.filePath("file"), "x"));
+    QVERIFY(QDir(dir.path()).mkdir("folder"));
+    QVERIFY(QFile::link(dir.filePath("file"), dir.filePath("to-file")));
+    QVERIFY(QFile::link(dir.filePath("folder"), dir.filePath("to-folder")));
+    QVERIFY(QFile::link(dir.filePath("gone"), dir.filePath("dangling")));
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath("pipe")).constData(), 0600) == 0);
+    QCOMPARE(int(FolderListing::KindOf(dir.filePath(name), DT_UNKNOWN)), kind);
+    QCOMPARE(int(FolderListing::KindOf(dir.filePath(name), DT_LNK)), kind);
+}
+
+void TstFiles::manifestBytes() {
+    QTemporaryDir dir;
+    bool ok = false;
+    const QByteArray odd("h\xc3\xa9\r\n\xff\0x", 8);
+    QVERIFY(WriteFile(dir.filePath("m.json"), odd));
+    QCOMPARE(ReadManifestBytes(FolderItem(dir.filePath("m.json")), &ok), odd);
+    QVERIFY(ok);
+    QVERIFY(WriteFile(dir.filePath("empty.json"), ""));
+    QCOMPARE(ReadManifestBytes(FolderItem(dir.filePath("empty.json")), &ok), QByteArray());
+    QVERIFY(ok);
+
+    // Up to the cap a manifest is read whole; one byte more and it is passed over.
+    for (const qint64 size : {kMaxManifestBytes, kMaxManifestBytes + 1}) {
+        const QString path = dir.filePath(QString::number(size));
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        QVERIFY(f.resize(size));
+        f.close();
+        const QByteArray bytes = ReadManifestBytes(FolderItem(path), &ok);
+        QCOMPARE(ok, size == kMaxManifestBytes);
+        QCOMPARE(bytes.size(), ok ? size : 0);
+    }
+    // A file that says it has no size and never ends, and what is no regular file.
+    QVERIFY(ReadManifestBytes(FolderItem("/proc/self/pagemap"), &ok).isEmpty());
+    QVERIFY(!ok);
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath("pipe.json")).constData(), 0600) == 0);
+    for (const QString& path : {dir.path(), dir.filePath("pipe.json"), dir.filePath("missing"), QString("/dev/zero")}) {
+        ReadManifestBytes(FolderItem(path), &ok);
+        QVERIFY2(!ok, qPrintable(path));
+    }
 }
 
 QTEST_GUILESS_MAIN(TstFiles)

@@ -46,6 +46,18 @@ QString PackageManifest(const QString& name, const QString& version, const QStri
         .replace("<--ReplaceFileName-->", file);
 }
 
+// Every field of every record, for comparing two loads of the same files.
+QStringList DescribeAll(const QVector<FirmRef>& firm) {
+    QStringList out;
+    for (const FirmRef& r : firm)
+        out << (r ? QStringList{r->mName, r->mVersion, r->mPath, r->mCommand.join("]["), r->mFirmFolder.CanonicalPath(),
+                                QString::number(r->mType), r->mBaud, r->mDevice, r->mFramework, r->mDescription,
+                                r->mKeywords, r->mAuthor, r->mRepository}
+                        .join('|')
+                  : QString("null"));
+    return out;
+}
+
 QStringList Listing(const QString& folder) {
     return QDir(folder).entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
 }
@@ -72,6 +84,10 @@ private slots:
     void demoCatalogue();
     void handlersDuringLongLoops();
     void closeDuringWalk();
+    void readOnce_data();
+    void readOnce();
+    void oversizedManifests();
+    void folderChangedWhileEventsRun();
 };
 
 void TstScan::checkJsonType_data() {
@@ -495,6 +511,148 @@ void TstScan::closeDuringWalk() {
     QVERIFY(w->mFirm.size() < 2 * 3000 - 1);
     QPointer<EspWin> watched(w);
     QTRY_VERIFY(watched.isNull());
+}
+
+void TstScan::readOnce_data() {
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<int>("records"); // three before it, then the separator and what the file gives
+
+    const QByteArray type0 =
+        Lines({"[", "    {", "        \"name\": \"Sample\",", "        \"version\": \"1.2.0\",",
+               "        \"path\": \"sample\",", "        \"commands\": [",
+               "            \"--port %port --baud %baud erase_flash\",",
+               "            \"--port %port write_flash 0x1000 %PATH\\\\app.bin\"", "        ]", "    },", "    {",
+               "        \"name\": \"Other\",", "        \"path\": \"other\",", "        \"commands\": [",
+               "            \"--port %port\"", "        ]", "    }", "]"});
+    const QByteArray type1 = Lines({"{",
+                                    "\"name\": \"Sample\",",
+                                    "\"description\": \"Demo\",",
+                                    "\"keywords\": \"k\",",
+                                    "\"author\": \"a\",",
+                                    "\"repository\": \"r\",",
+                                    "\"version\": \"1.2.0\",",
+                                    "\"firmware_category\": [",
+                                    "{",
+                                    "\"Minimal\": {",
+                                    "\"path\": \"minimal\",",
+                                    "\"device\": [",
+                                    "\"Board1\"",
+                                    "],",
+                                    "\"default_baud\": 921600",
+                                    "}",
+                                    "},",
+                                    "{",
+                                    "\"Full\": {",
+                                    "\"path\": \"full\",",
+                                    "\"default_baud\": 115200",
+                                    "}",
+                                    "}",
+                                    "],",
+                                    "\"framework\": \"Arduino\"",
+                                    "}"});
+    QTest::newRow("type 0 worked example") << type0 << 6;
+    QTest::newRow("type 0, CRLF") << QByteArray(type0).replace("\n", "\r\n") << 6;
+    QTest::newRow("type 0, CR") << QByteArray(type0).replace('\n', '\r') << 6;
+    QTest::newRow("type 1 worked example") << type1 << 6;
+    QTest::newRow("type 1, CR") << QByteArray(type1).replace('\n', '\r') << 6;
+    QTest::newRow("type 1 on one line") << QByteArray(type1).replace('\n', ' ') << 4;
+    QTest::newRow("invalid UTF-8") << QByteArray(type0).replace("Sample", "S\xff\xfe\xc3(\xed\xa0\x80") << 6;
+    QTest::newRow("NUL bytes") << QByteArray(type1).replace("Demo", QByteArray("D\0\0o", 4)) << 6;
+    QTest::newRow("byte order mark") << "\xef\xbb\xbf" + type0 << 6;
+    QTest::newRow("10 MB line") << QByteArray(type0).replace("erase_flash", QByteArray(10 << 20, 'x')) << 6;
+    QTest::newRow("list cut off") << type0.left(type0.indexOf("erase_flash")) << 4;
+    QTest::newRow("key before any opener") << "\"name\": \"Bad\",\n" + type0 << 6;
+    QTest::newRow("neither type") << QByteArray("{\n\"name\": \"x\"\n}\n") << 3;
+    QTest::newRow("blank lines") << QByteArray("\n\r\n \t\n") << 3;
+    QTest::newRow("empty") << QByteArray() << 3;
+}
+
+// The walk reads a manifest's bytes once and hands that text to its reader; what it loads is
+// what typing the text and then letting the reader open the file gives, to the last field.
+void TstScan::readOnce() {
+    QFETCH(QByteArray, bytes);
+    QFETCH(int, records);
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    QTemporaryDir dir;
+    EspWin* w = QuietWindow();
+    const FolderItem file(dir.filePath("m.json"));
+    QVERIFY(WriteFile(file.NativePath(), bytes));
+    QVERIFY(WriteFile(dir.filePath("minimal/flash.sh"), "esptool.py --chip esp32 --port /dev/${port} \\\n"
+                                                        "0x1000 boot.bin\n\n"));
+    QVERIFY(WriteFile(dir.filePath("full/app_0x10000.bin"), "app"));
+    const QVector<FirmRef> before = {Record("pre"), Record("pre2"), Record("pre3")};
+
+    // Typed from one read, then read again by the reader that opens the file itself.
+    w->mFirm = before;
+    {
+        const auto in = TextInputStream::Open(file);
+        QVERIFY(in);
+        const QString text = in->ReadAll();
+        if (!text.isEmpty()) {
+            const int type = w->CheckJsonType(text);
+            if (type == 0)
+                w->LoadFirmJsonType0(file);
+            else if (type == 1)
+                w->LoadFirmJsonType1(file);
+        }
+    }
+    const QStringList twice = DescribeAll(w->mFirm);
+    QCOMPARE(int(twice.size()), records);
+
+    w->mFirm = before;
+    w->LoadFirmJsonFolder(FolderItem(dir.path()), false);
+    QCOMPARE(DescribeAll(w->mFirm), twice);
+
+    w->mFirm = before;
+    w->LoadFirmJsonFile(file, false);
+    QCOMPARE(DescribeAll(w->mFirm), twice);
+    // A script made for the walk is gone again.
+    QVERIFY(!QFile::exists(dir.filePath("full/flash.sh")));
+}
+
+void TstScan::oversizedManifests() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    const QString root = layout.Path("firmwares");
+    QVERIFY(WriteFile(root + "/a.json", Entry("A")));
+    QVERIFY(WriteFile(root + "/z.json", Entry("Z")));
+    // One byte past the cap, a manifest by its first line; and one that never ends.
+    QVERIFY(WriteFile(root + "/big.json", "[\n{\n\"name\": \"Big\",\n\"commands\": [\n]\n},\n"));
+    {
+        QFile big(root + "/big.json");
+        QVERIFY(big.open(QIODevice::ReadWrite));
+        QVERIFY(big.resize(kMaxManifestBytes + 1));
+    }
+    Link("/proc/self/pagemap", root + "/pagemap.json");
+
+    EspWin* w = EspWin::Instance();
+    QCOMPARE(Names(w->mFirm), (QStringList{"A", "Z"}));
+    QCOMPARE(w->PrisetPM.ListIndex(), 0);
+}
+
+// The folder being walked changes while other events run: the walk sees what came and what went.
+void TstScan::folderChangedWhileEventsRun() {
+    AppFolderLayout layout;
+    SeamRecorder seams;
+    QTemporaryDir dir;
+    EspWin* w = QuietWindow();
+    const QString root = dir.filePath("tree");
+    for (int i = 0; i < 3000; ++i)
+        QVERIFY(WriteFile(QString("%1/m%2.json").arg(root).arg(i, 4, 10, QChar('0')), Entry("E")));
+    QTimer meddler;
+    meddler.setSingleShot(true);
+    connect(&meddler, &QTimer::timeout, w, [&] {
+        QVERIFY(WriteFile(root + "/z.json", Entry("Late")));
+        QVERIFY(QFile::remove(root + "/m2999.json"));
+    });
+    meddler.start(0);
+    w->LoadFirmJsonFolder(FolderItem(root), false);
+    QVERIFY(!meddler.isActive());
+    const QStringList names = Names(w->mFirm);
+    QCOMPARE(names.count("Late"), 1);
+    QCOMPARE(names.last(), "Late");
+    QVERIFY(names.count("E") < 3000);
 }
 
 QTEST_MAIN(TstScan)

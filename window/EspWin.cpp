@@ -36,7 +36,9 @@ EspWin::~EspWin() {
         sInstance = nullptr;
 }
 
-void EspWin::Layout() {
+namespace {
+
+WindowSettings Settings() {
     WindowSettings settings;
     settings.Width = 512;
     settings.Height = 478;
@@ -45,8 +47,20 @@ void EspWin::Layout() {
     settings.MaxWidth = 32000;
     settings.MaxHeight = 32000;
     settings.Title = QStringLiteral("Corvane");
+    return settings;
+}
+
+} // namespace
+
+bool EspWin::ShowFrame() {
+    mWindow.Apply(Settings());
+    mWindow.Show();
+    return true;
+}
+
+void EspWin::Layout() {
     mWindow.SetMenuBar(MainMenuBar());
-    mWindow.Apply(settings);
+    mWindow.Apply(Settings());
 }
 
 namespace {
@@ -285,8 +299,8 @@ void EspWin::DisposeWhenIdle() {
     deleteLater();
 }
 
-void EspWin::LetOtherEventsRun() {
-    ::LetOtherEventsRun();
+bool EspWin::LetOtherEventsRun() {
+    return ::LetOtherEventsRun();
 }
 
 void EspWin::DoOpen() {

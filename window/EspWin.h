@@ -51,6 +51,9 @@ public:
 
     // ---- The window and its controls, in creation order ----
     Window mWindow;
+    // The frame goes up on the screen before the controls below are made: making them (fonts,
+    // text layout) is most of the start-up, and nothing is painted until they are all in place.
+    const bool mFrameShown = ShowFrame();
     PopupMenu tooltypePM;
     Label Label1;
     PushButton StartPB;
@@ -150,6 +153,9 @@ public:
     void LoadFirmJsonType0(const FolderItem& file);
     int CheckJsonType(const QString& text);
     void LoadFirmJsonType1(const FolderItem& file);
+    // The readers over a manifest's text read before; the one-argument forms open the file.
+    void LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream);
+    void LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream);
     void LoadFlashCmd(FirmClass& record, const FolderItem& folder);
     bool MakeFlashShell(const FolderItem& file);
     void SelectFirmFolder();
@@ -160,21 +166,25 @@ public:
     // ---- Documents and drops (app/) ----
     void DoDropFile(const FolderItem& f);
 
-    // Lets other events run from a long loop; the window is not torn down meanwhile.
-    void LetOtherEventsRun();
+    // Lets other events run from a long loop; the window is not torn down meanwhile. True when
+    // events did run.
+    bool LetOtherEventsRun();
     // True once the window has been closed; long loops stop early.
     bool IsClosed() const { return mClosed; }
 
 private:
     EspWin();
+    bool ShowFrame();
     void Layout();
     void CreateControls();
     void WireHandlers();
     void WindowClosed();
     void MakeFirmPackage(const FolderItem& file);
+    void WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPair<quint64, quint64>>& path);
+    void LoadListedFile(FolderListing& listing, int i, bool allowBin);
+    void LoadFirmJsonText(const FolderItem& file, TextInputStream& stream);
     void DisposeWhenIdle();
 
     static EspWin* sInstance;
     bool mClosed = false;
-    QVector<QString> mWalkPath;
 };
