@@ -113,10 +113,6 @@ namespace SpecialFolder {
 FolderItem Documents();
 } // namespace SpecialFolder
 
-// No text file the program reads is larger: a bigger one, or one that never ends, is refused
-// after reading this much.
-constexpr qint64 kMaxManifestBytes = 64 * 1024 * 1024;
-
 // Files are read whole and cut into lines from memory; text is taken as UTF-8. A file over
 // kMaxManifestBytes can't be opened.
 class TextInputStream {
