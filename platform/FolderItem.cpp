@@ -353,7 +353,8 @@ QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
     *ok = false;
     if (item.IsNil())
         return QByteArray();
-    // Opened without blocking and tested on the open descriptor, as ReadFileBytes does.
+    // Only regular files: a FIFO would block, a device read for ever. Opened without blocking and
+    // tested on the open descriptor, so nothing can swap the file in between.
     const int fd = ::open(QFile::encodeName(item.mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
 }
@@ -444,50 +445,9 @@ FolderItem Documents() {
 }
 } // namespace SpecialFolder
 
-QByteArray ReadFileBytes(const FolderItem& item, bool* ok, qint64 maxBytes) {
-    if (ok)
-        *ok = false;
-    if (item.IsNil())
-        return QByteArray();
-    // Only regular files: a FIFO would block, a device read for ever. Opened without blocking
-    // and tested on the open descriptor, so nothing can swap the file in between.
-    const int fd = ::open(QFile::encodeName(item.NativePath()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return QByteArray();
-    QByteArray bytes;
-    struct stat st {};
-    bool good = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-    // The size is only a hint: files under /proc say 0 and go on far longer.
-    if (good && maxBytes >= 0 && st.st_size > maxBytes)
-        good = false;
-    if (good) {
-        bytes.reserve(qsizetype(maxBytes >= 0 ? std::min<qint64>(st.st_size, maxBytes) : st.st_size));
-        char buffer[65536];
-        for (;;) {
-            const ssize_t n = ::read(fd, buffer, sizeof buffer);
-            if (n > 0) {
-                bytes.append(buffer, qsizetype(n));
-                if (maxBytes >= 0 && bytes.size() > maxBytes) {
-                    good = false;
-                    break;
-                }
-            } else if (n == 0) {
-                break;
-            } else if (errno != EINTR) {
-                good = false;
-                break;
-            }
-        }
-    }
-    ::close(fd);
-    if (ok)
-        *ok = good;
-    return good ? bytes : QByteArray();
-}
-
 std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
     bool ok = false;
-    QByteArray bytes = ReadFileBytes(item, &ok, kMaxManifestBytes);
+    QByteArray bytes = ReadManifestBytes(item, &ok);
     if (!ok)
         return nullptr;
     return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));

@@ -152,7 +152,3 @@ private:
     explicit TextOutputStream(std::unique_ptr<File> file);
     std::unique_ptr<File> mFile;
 };
-
-// Reads a file's bytes in one go; empty when it can't be read or holds more than maxBytes
-// (no limit when negative). For callers that need no lines.
-QByteArray ReadFileBytes(const FolderItem& item, bool* ok = nullptr, qint64 maxBytes = -1);

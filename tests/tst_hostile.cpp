@@ -28,7 +28,6 @@ private slots:
     void generatedScriptNames();
     void scriptCantNameAnImage();
     void redropThatCantCopyKeepsThePackage();
-    void oversizedManifestsArePassedOver();
 
 private:
     // Runs the window's command in a scratch folder; the stand-in tool's arguments.
@@ -298,24 +297,6 @@ void TstHostile::redropThatCantCopyKeepsThePackage() {
     QCOMPARE(ReadFile(kept), QByteArray("good image"));
     QCOMPARE(ReadFile(mLayout->Path("firmwares/app.json")).size(), manifest.size());
     QCOMPARE(QDir(mLayout->Path("firmwares/app")).entryList(QDir::Files | QDir::Hidden).size(), kSupport.size() + 1);
-}
-
-// One manifest too large to be one and one that never ends, beside a good one: the good one
-// loads, the others cost only themselves.
-void TstHostile::oversizedManifestsArePassedOver() {
-    QFile big(mLayout->Path("firmwares/big.json"));
-    QVERIFY(big.open(QIODevice::WriteOnly));
-    QVERIFY(big.write("[\n{\n\"name\": \"Big\",\n\"commands\": [\n\"--baud %baud\"\n]\n}\n]\n"));
-    QVERIFY(big.resize(kMaxManifestBytes + 1));
-    big.close();
-    QVERIFY(QFile::link("/proc/self/pagemap", mLayout->Path("firmwares/endless.json")));
-    QVERIFY(WriteFile(mLayout->Path("firmwares/good.json"),
-                      "[\n{\n\"name\": \"Good\",\n\"commands\": [\n\"--baud %baud\"\n]\n}\n]\n"));
-    DisposeWindow();
-    mWin = EspWin::Instance();
-
-    QCOMPARE(mWin->mFirm.size(), 1);
-    QCOMPARE(mWin->mFirm.at(0)->mName, QString("Good"));
 }
 
 QTEST_MAIN(TstHostile)
