@@ -17,11 +17,11 @@ using namespace TestSupport;
 namespace {
 
 // "ttyUSB0@10c4": a port and the USB vendor of its adapter.
-QList<SerialPort> PortsNamed(const QStringList& specs) {
+QList<SerialPort> PortsNamed(const QStringList& rows) {
     QList<SerialPort> ports;
-    for (const QString& spec : specs)
-        ports << SerialPort{spec.section('@', 0, 0), QStringLiteral("/dev/null"),
-                            quint16(spec.section('@', 1).toUInt(nullptr, 16))};
+    for (const QString& row : rows)
+        ports << SerialPort{row.section('@', 0, 0), QStringLiteral("/dev/null"),
+                            quint16(row.section('@', 1).toUInt(nullptr, 16))};
     return ports;
 }
 
