@@ -15,6 +15,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <memory>
+
 using namespace TestSupport;
 using namespace SerialSupport;
 
@@ -55,7 +57,8 @@ QByteArray Lines(int from, int count) {
 class TstTerminal : public QObject {
     Q_OBJECT
 private slots:
-    void cleanup() { DisposeWindow(); }
+    void init();
+    void cleanup();
     void conversationWithBoard();
     void fullSpeedStream();
     void bytesAsTheyCome();
@@ -67,14 +70,37 @@ private slots:
     void editKeysWithoutSession_data();
     void editKeysWithoutSession();
     void controlKeysInSession();
+
+private:
+    // A session on a pseudo-terminal that stands for the board.
+    EspWin* OpenSessionOnPty(Pty& board);
+
+    std::unique_ptr<AppFolderLayout> mLayout;
+    std::unique_ptr<SeamRecorder> mSeams;
 };
 
+void TstTerminal::init() {
+    mLayout = std::make_unique<AppFolderLayout>();
+    mSeams = std::make_unique<SeamRecorder>();
+}
+
+void TstTerminal::cleanup() {
+    DisposeWindow();
+    mSeams.reset();
+    mLayout.reset();
+}
+
+EspWin* TstTerminal::OpenSessionOnPty(Pty& board) {
+    if (!board.Open())
+        return nullptr;
+    EspWin* w = OpenSessionOn(*mSeams, board.Port());
+    return w->mConnected ? w : nullptr;
+}
+
 void TstTerminal::conversationWithBoard() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     VirtualBoard board;
     QVERIFY(board.Start());
-    EspWin* w = OpenSessionOn(seams, board.Port());
+    EspWin* w = OpenSessionOn(*mSeams, board.Port());
     QVERIFY(w->mConnected);
     QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith(kBannerEnd), 20000);
     QVERIFY(w->rEF.Text().startsWith(kBannerStart));
@@ -84,15 +110,13 @@ void TstTerminal::conversationWithBoard() {
     QTest::keyClick(w->rEF.Widget(), Qt::Key_Return);
     QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text().count("hello"), 2, 20000);
     QVERIFY(w->rEF.Text().indexOf("hello") < w->rEF.Text().lastIndexOf("hello"));
-    QCOMPARE(seams.beeps, 0);
+    QCOMPARE(mSeams->beeps, 0);
 }
 
 void TstTerminal::fullSpeedStream() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     VirtualBoard board;
     QVERIFY(board.Start());
-    EspWin* w = OpenSessionOn(seams, board.Port());
+    EspWin* w = OpenSessionOn(*mSeams, board.Port());
     QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith(kBannerEnd), 20000);
     w->ScanBtn2.Push();
 
@@ -104,12 +128,9 @@ void TstTerminal::fullSpeedStream() {
 }
 
 void TstTerminal::bytesAsTheyCome() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     Pty board;
-    QVERIFY(board.Open());
-    EspWin* w = OpenSessionOn(seams, board.Port());
-    QVERIFY(w->mConnected);
+    EspWin* w = OpenSessionOnPty(board);
+    QVERIFY(w);
 
     // Half a line shows without waiting for its end.
     board.Send("boot:");
@@ -127,11 +148,9 @@ void TstTerminal::bytesAsTheyCome() {
 }
 
 void TstTerminal::emptyReadsAndScrolling() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     Pty board;
     QVERIFY(board.Open());
-    EspWin* w = OpenSessionOn(seams, board.Port());
+    EspWin* w = OpenSessionOn(*mSeams, board.Port());
 
     QVERIFY(SendAll(board, Lines(0, 300)));
     QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("line 299\r\n"), 10000);
@@ -176,12 +195,9 @@ void TstTerminal::keysToBoard() {
     QFETCH(QString, typed);
     QFETCH(int, key);
     QFETCH(QByteArray, sent);
-    AppFolderLayout layout;
-    SeamRecorder seams;
     Pty board;
-    QVERIFY(board.Open());
-    EspWin* w = OpenSessionOn(seams, board.Port());
-    QVERIFY(w->mConnected);
+    EspWin* w = OpenSessionOnPty(board);
+    QVERIFY(w);
 
     if (typed.isEmpty())
         QTest::keyClick(w->rEF.Widget(), Qt::Key(key));
@@ -195,8 +211,6 @@ void TstTerminal::keysToBoard() {
 }
 
 void TstTerminal::keysWithoutSession() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     EspWin* w = SerialSupport::NewWindow();
     w->Show();
     QVERIFY(!w->mConnected);
@@ -206,15 +220,13 @@ void TstTerminal::keysWithoutSession() {
     QTest::keyClick(w->rEF.Widget(), Qt::Key_Return);
     QTest::keyClicks(w->rEF.Widget(), "on");
     QCOMPARE(w->rEF.Text(), QString("typed\non"));
-    QCOMPARE(seams.beeps, 0);
+    QCOMPARE(mSeams->beeps, 0);
 }
 
 void TstTerminal::clearDuringSession() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     Pty board;
     QVERIFY(board.Open());
-    EspWin* w = OpenSessionOn(seams, board.Port());
+    EspWin* w = OpenSessionOn(*mSeams, board.Port());
 
     board.Send("before\r\n");
     QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString("before\r\n"), 10000);
@@ -242,8 +254,6 @@ void TstTerminal::editKeysWithoutSession_data() {
 void TstTerminal::editKeysWithoutSession() {
     QFETCH(int, key);
     QFETCH(QString, item);
-    AppFolderLayout layout;
-    SeamRecorder seams;
     EspWin* w = SerialSupport::NewWindow();
     w->Show();
     QVERIFY(FocusPane(w));
@@ -263,12 +273,9 @@ void TstTerminal::editKeysWithoutSession() {
 
 // In a session Ctrl+letter is the board's control character; Ctrl+Shift+C and V copy and paste.
 void TstTerminal::controlKeysInSession() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
     Pty board;
-    QVERIFY(board.Open());
-    EspWin* w = OpenSessionOn(seams, board.Port());
-    QVERIFY(w->mConnected);
+    EspWin* w = OpenSessionOnPty(board);
+    QVERIFY(w);
     QVERIFY(FocusPane(w));
     board.Send(">>> boot ok\r\n");
     QTRY_COMPARE_WITH_TIMEOUT(w->rEF.Text(), QString(">>> boot ok\r\n"), 10000);
