@@ -1,19 +1,18 @@
 #include "catalogue/Cuts.h"
 
-#include "platform/Text.h"
-
 namespace Cuts {
 
 namespace {
 
 // NthField for the two cut marks. They hold no letters, so an exact search finds the very
-// places a case-blind one does, without folding every character of every manifest line.
-QString Field(const QString& s, const QString& sep, int n) {
+// places a case-blind one does, without folding every character of every manifest line. A view:
+// only the cut that is kept is copied.
+QStringView Field(QStringView s, QStringView sep, int n) {
     qsizetype from = 0;
     for (int field = 1; field < n; ++field) {
         const qsizetype at = s.indexOf(sep, from, Qt::CaseSensitive);
         if (at < 0)
-            return QString();
+            return QStringView();
         from = at + sep.size();
     }
     const qsizetype end = s.indexOf(sep, from, Qt::CaseSensitive);
@@ -22,24 +21,36 @@ QString Field(const QString& s, const QString& sep, int n) {
 
 } // namespace
 
-QString KeyOf(const QString& line) {
-    return Mid(Field(line, KeySep, 1), 2);
+QString KeyOf(QStringView line) {
+    return KeyView(line).toString();
 }
 
-QString RawValueOf(const QString& line) {
+QStringView KeyView(QStringView line) {
+    return Field(line, KeySep, 1).mid(1);
+}
+
+bool IsKey(QStringView key, QLatin1String name) {
+    return key.compare(name, Qt::CaseInsensitive) == 0;
+}
+
+QString RawValueOf(QStringView line) {
+    return RawValueView(line).toString();
+}
+
+QStringView RawValueView(QStringView line) {
     return Field(line, KeySep, 2);
 }
 
-QString TextValue(const QString& raw) {
-    return Field(Mid(raw, 2), ValueEnd, 1);
+QString TextValue(QStringView raw) {
+    return Field(raw.mid(1), ValueEnd, 1).toString();
 }
 
-QString QuotelessValue(const QString& raw) {
-    return ReplaceAll(raw, QStringLiteral("\""), QString());
+QString QuotelessValue(QStringView raw) {
+    return raw.toString().remove(QLatin1Char('"'));
 }
 
-QString NumberValue(const QString& raw) {
-    return Field(Mid(raw, 1), ValueEnd, 1);
+QString NumberValue(QStringView raw) {
+    return Field(raw, ValueEnd, 1).toString();
 }
 
 } // namespace Cuts

@@ -6,7 +6,6 @@
 namespace {
 
 const QString kOpening = QStringLiteral("esptool.py --chip esp32 ");
-const QString kBackslash = QStringLiteral("\\");
 
 // The variant folder named by a manifest's path, or nil where it would lead out of the
 // manifest's folder: the scan reads and writes nothing outside the firmware tree. "\\" pairs
@@ -68,10 +67,10 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
         // InStr(line, kOpening) == 1, without searching the rest of the line.
         if (line.startsWith(kOpening, Qt::CaseInsensitive)) {
             // Mid from 11 drops "esptool.py" and keeps the blank behind it.
-            QString command = Mid(ReplaceAll(line, kBackslash, QString()) + QLatin1Char(' '), 11);
+            QString command = Mid(QString(line).remove(QLatin1Char('\\')) + QLatin1Char(' '), 11);
             // ReadLine gives "" at the end of the file, so a command cut off there ends too.
             for (;;) {
-                const QString next = ReplaceAll(stream->ReadTrimmedLine(), kBackslash, QString());
+                const QString next = stream->ReadTrimmedLine().remove(QLatin1Char('\\'));
                 if (next.isEmpty())
                     break;
                 command += CommandPiece(next);

@@ -1,19 +1,20 @@
 #include "platform/Text.h"
 #include "window/EspWin.h"
 
+#include <QStringBuilder>
 #include <QStringList>
 
 namespace {
 
 QString RowText(const FirmClass& record) {
-    if (record.mName == "-")
-        return "-";
+    if (record.mName == QLatin1String("-"))
+        return record.mName;
     if (record.mVersion.isEmpty())
-        return record.mName + " ()";
+        return record.mName % QLatin1String(" ()");
     // "V1.2" and the generated "Ver..." already say what they are.
-    if (Same(Mid(record.mVersion, 1, 1), "v"))
-        return record.mName + " (" + record.mVersion + ")";
-    return record.mName + " (v" + record.mVersion + ")";
+    if (record.mVersion.startsWith(QLatin1Char('v'), Qt::CaseInsensitive))
+        return record.mName % QLatin1String(" (") % record.mVersion % QLatin1Char(')');
+    return record.mName % QLatin1String(" (v") % record.mVersion % QLatin1Char(')');
 }
 
 } // namespace

@@ -29,6 +29,20 @@ bool EndsWith(const QString& name, const QString& ending) {
     return Same(Right(name, Len(ending)), ending);
 }
 
+// Whether the text holds `"key": `, letter case ignored. Only the key has letters: the search
+// runs exactly for the `": ` behind it, and just the few characters in front are compared.
+bool HoldsKey(const QString& text, QLatin1String key) {
+    const QStringView all(text);
+    const QLatin1String behind("\": ");
+    const qsizetype width = key.size() + 1;
+    for (qsizetype at = all.indexOf(behind, width); at >= 0; at = all.indexOf(behind, at + 1)) {
+        const QStringView name = all.mid(at - width, width);
+        if (name.front() == QLatin1Char('"') && name.mid(1).compare(key, Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 void EspWin::LoadFirmJson() {
@@ -87,15 +101,14 @@ void EspWin::WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPa
 
     unsigned seen = EventRounds();
     for (int i = 1; i <= listing.Count(); ++i) {
-        const FolderItem item = listing.Item(i);
-        if (item.Visible()) {
+        if (listing.Visible(i)) {
             switch (listing.KindOf(i)) {
             case FolderListing::Kind::Missing:
                 break;
             case FolderListing::Kind::Directory:
                 // One folder open at a time, however deep the tree.
                 listing.Release();
-                WalkFirmFolder(item, false, path);
+                WalkFirmFolder(listing.Item(i), false, path);
                 break;
             default:
                 LoadListedFile(listing, i, allowBin);
@@ -169,10 +182,10 @@ void EspWin::LoadFirmJsonText(const FolderItem& file, TextInputStream& stream) {
 }
 
 int EspWin::CheckJsonType(const QString& text) {
-    if (InStr(text, "\"commands\": ") > 0)
+    if (HoldsKey(text, QLatin1String("commands")))
         return 0;
-    if (InStr(text, "\"description\": ") > 0 && InStr(text, "\"repository\": ") > 0 &&
-        InStr(text, "\"firmware_category\": ") > 0)
+    if (HoldsKey(text, QLatin1String("description")) && HoldsKey(text, QLatin1String("repository")) &&
+        HoldsKey(text, QLatin1String("firmware_category")))
         return 1;
     return -1;
 }

@@ -32,34 +32,33 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
     const FolderItem folder = file.Parent();
 
     do {
-        const QString line = stream.ReadTrimmedLine();
+        const QStringView line = stream.ReadTrimmedLineView();
         // The key is cut only from a line that is no bracket: most lines of a manifest are.
         const bool bracket = line.size() <= 2;
-        const QString key = bracket ? QString() : Cuts::KeyOf(line);
+        const QStringView key = bracket ? QStringView() : Cuts::KeyView(line);
 
-        if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
+        if (line == QLatin1String("[") || line == QLatin1String("]")) {
             // brackets carry nothing
-        } else if (line == QStringLiteral("{")) {
+        } else if (line == QLatin1String("{")) {
             record = std::make_shared<FirmClass>();
-        } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
+        } else if (line == QLatin1String("},") || line == QLatin1String("}")) {
             InHand(record).mFirmFolder = folder;
             mFirm.append(record);
         } else if (bracket) {
             // too short for any key
-        } else if (Same(key, QStringLiteral("name"))) {
-            InHand(record).mName = Cuts::TextValue(Cuts::RawValueOf(line));
-        } else if (Same(key, QStringLiteral("version"))) {
-            InHand(record).mVersion = Cuts::TextValue(Cuts::RawValueOf(line));
-        } else if (Same(key, QStringLiteral("path"))) {
-            InHand(record).mPath = Cuts::TextValue(Cuts::RawValueOf(line));
-        } else if (Same(key, QStringLiteral("commands"))) {
+        } else if (Cuts::IsKey(key, QLatin1String("name"))) {
+            InHand(record).mName = Cuts::TextValue(Cuts::RawValueView(line));
+        } else if (Cuts::IsKey(key, QLatin1String("version"))) {
+            InHand(record).mVersion = Cuts::TextValue(Cuts::RawValueView(line));
+        } else if (Cuts::IsKey(key, QLatin1String("path"))) {
+            InHand(record).mPath = Cuts::TextValue(Cuts::RawValueView(line));
+        } else if (Cuts::IsKey(key, QLatin1String("commands"))) {
             QString joined;
             for (;;) {
-                const QString next = stream.ReadTrimmedLine();
-                const QString last = Right(joined, 1);
-                if (last != QStringLiteral(",") && last != QStringLiteral(" "))
+                const QStringView next = stream.ReadTrimmedLineView();
+                if (!joined.endsWith(QLatin1Char(',')) && !joined.endsWith(QLatin1Char(' ')))
                     joined += ' ';
-                if (next == QStringLiteral("]"))
+                if (next == QLatin1String("]"))
                     break;
                 joined += next;
                 // A list cut off by the end of the file ends there; with no closer behind it,
@@ -79,7 +78,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
                 QString entry = command.contains(QLatin1String("\\\"%"))
                                     ? ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"))
                                     : command;
-                entry = ReplaceAll(entry, QStringLiteral("\""), QString());
+                entry.remove(QLatin1Char('"'));
                 InHand(record).mCommand.append(entry);
                 LetOtherEventsRun();
                 if (IsClosed())

@@ -10,7 +10,7 @@ namespace {
 struct CarriedKey {
     const char* key;
     QString FirmClass::*field;
-    QString (*cut)(const QString& raw);
+    QString (*cut)(QStringView raw);
 };
 
 const CarriedKey kCarriedKeys[] = {
@@ -54,37 +54,37 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
     stream.ReadLine();
 
     do {
-        const QString line = stream.ReadTrimmedLine();
+        const QStringView line = stream.ReadTrimmedLineView();
         // Brackets, most lines of a manifest, are too short to hold any key: nothing is cut.
         const bool bracket = line.size() <= 2;
-        const QString key = bracket ? QString() : Cuts::KeyOf(line);
-        const QString raw = bracket ? QString() : Cuts::RawValueOf(line);
+        const QStringView key = bracket ? QStringView() : Cuts::KeyView(line);
 
-        if (line == QStringLiteral("[") || line == QStringLiteral("]")) {
+        if (line == QLatin1String("[") || line == QLatin1String("]")) {
             // brackets carry nothing
-        } else if (line == QStringLiteral("{") || Same(line, QStringLiteral("\"firmware_category\": {"))) {
+        } else if (line == QLatin1String("{") ||
+                   line.compare(QLatin1String("\"firmware_category\": {"), Qt::CaseInsensitive) == 0) {
             // A record still open here is abandoned: only a closer appends.
             open = std::make_shared<FirmClass>(carried);
             open->mType = 1;
-            if (line == QStringLiteral("{")) {
+            if (line == QLatin1String("{")) {
                 const QString variant = WithoutQuotes(Cuts::KeyOf(stream.ReadTrimmedLine()));
                 open->mName = open->mName + QLatin1Char(' ') + variant;
             }
-        } else if (line == QStringLiteral("},") || line == QStringLiteral("}")) {
+        } else if (line == QLatin1String("},") || line == QLatin1String("}")) {
             if (open) {
                 open->mFirmFolder = folder;
                 mFirm.append(open);
                 open.reset();
             }
-        } else if (Same(key, QStringLiteral("path"))) {
+        } else if (Cuts::IsKey(key, QLatin1String("path"))) {
             if (open) {
-                open->mPath = Cuts::TextValue(raw);
+                open->mPath = Cuts::TextValue(Cuts::RawValueView(line));
                 LoadFlashCmd(*open, folder);
             }
-        } else if (Same(key, QStringLiteral("default_baud"))) {
+        } else if (Cuts::IsKey(key, QLatin1String("default_baud"))) {
             if (open)
-                open->mBaud = Cuts::NumberValue(raw);
-        } else if (Same(key, QStringLiteral("device"))) {
+                open->mBaud = Cuts::NumberValue(Cuts::RawValueView(line));
+        } else if (Cuts::IsKey(key, QLatin1String("device"))) {
             // The value stands on the next line, and the line behind it closes the array.
             const QString device = stream.ReadTrimmedLine();
             if (open)
@@ -92,8 +92,8 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
             stream.ReadLine();
         } else {
             for (const CarriedKey& known : kCarriedKeys) {
-                if (Same(key, QLatin1String(known.key))) {
-                    const QString value = known.cut(raw);
+                if (Cuts::IsKey(key, QLatin1String(known.key))) {
+                    const QString value = known.cut(Cuts::RawValueView(line));
                     carried.*known.field = value;
                     if (open)
                         (*open).*known.field = value;

@@ -281,12 +281,23 @@ FolderItem FolderListing::Item(int i) const {
     return FolderItem(mFolder.mPath + QLatin1Char('/') + mEntries[std::size_t(i - 1)].name);
 }
 
+bool FolderListing::Visible(int i) const {
+    if (i < 1 || i > Count() || mEntries[std::size_t(i - 1)].name.startsWith(QLatin1Char('.')))
+        return false;
+#ifdef Q_OS_MACOS
+    return Item(i).Visible();
+#else
+    return true;
+#endif
+}
+
 FolderListing::Kind FolderListing::KindOf(int i) {
     if (i < 1 || i > Count())
         return Kind::Missing;
     Entry& e = mEntries[std::size_t(i - 1)];
     if (e.kind < 0)
-        e.kind = int(KindOf(Item(i).mPath, e.type));
+        e.kind =
+            int(e.type == DT_LNK || e.type == DT_UNKNOWN ? KindOf(Item(i).mPath, e.type) : KindOf(QString(), e.type));
     return Kind(e.kind);
 }
 
@@ -458,17 +469,21 @@ std::unique_ptr<TextInputStream> TextInputStream::OfText(QString text) {
 }
 
 QString TextInputStream::ReadLine() {
-    return NextLine(false);
+    return NextLine(false).toString();
 }
 
 QString TextInputStream::ReadTrimmedLine() {
+    return NextLine(true).toString();
+}
+
+QStringView TextInputStream::ReadTrimmedLineView() {
     return NextLine(true);
 }
 
-QString TextInputStream::NextLine(bool trimmed) {
+QStringView TextInputStream::NextLine(bool trimmed) {
     const qsizetype size = mText.size();
     if (mPos >= size)
-        return QString();
+        return QStringView();
     const QChar* data = mText.constData();
     qsizetype end = mPos;
     while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
@@ -479,7 +494,7 @@ QString TextInputStream::NextLine(bool trimmed) {
         ++from;
     while (trimmed && to > from && data[to - 1].isSpace())
         --to;
-    QString line = mText.mid(from, to - from);
+    const QStringView line = QStringView(mText).mid(from, to - from);
     if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
         ++end;
     mPos = end < size ? end + 1 : end;

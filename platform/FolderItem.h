@@ -69,6 +69,8 @@ public:
     int Count() const { return int(mEntries.size()); }
     QString Name(int i) const;
     FolderItem Item(int i) const;
+    // FolderItem::Visible of Item(i), told from the name where the name alone decides.
+    bool Visible(int i) const;
     Kind KindOf(int i);
     // Lists the folder again if it may have changed since it was listed; false if it is gone.
     bool Refresh();
@@ -126,13 +128,15 @@ public:
     QString ReadLine();
     // Trim(ReadLine()) without the copy in between.
     QString ReadTrimmedLine();
+    // ReadTrimmedLine as a view into Text(), for readers that keep only cuts of the line.
+    QStringView ReadTrimmedLineView();
     QString ReadAll();
     bool Eof() const { return mPos >= mText.size(); }
     void Close() {}
 
 private:
     explicit TextInputStream(QString text) : mText(std::move(text)) {}
-    QString NextLine(bool trimmed);
+    QStringView NextLine(bool trimmed);
 
     QString mText;
     qsizetype mPos = 0;

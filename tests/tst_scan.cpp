@@ -100,6 +100,8 @@ void TstScan::checkJsonType_data() {
     QTest::newRow("commands without the blank") << "\"commands\":[" << -1;
     QTest::newRow("commands with a blank before the colon") << "\"commands\" : [" << -1;
     QTest::newRow("commands without its quotes") << "commands: [" << -1;
+    QTest::newRow("a key ending in commands") << "\"subcommands\": [" << -1;
+    QTest::newRow("commands behind other keys on its line") << "{\"a\": 1, \"Commands\": [" << 0;
     QTest::newRow("the three keys of type 1") << type1 << 1;
     QTest::newRow("type 1 keys in upper case") << type1.toUpper() << 1;
     QTest::newRow("two of the three keys") << "\"description\": \"d\", \"repository\": \"r\"" << -1;
