@@ -41,11 +41,11 @@ public:
     QString mEspTool;           // the tool path tooltypePM_Change picks; nothing reads it
     bool mConnected = false;    // MySerial is open
     RecentPorts mPortName;      // the ports last connected to, newest first
-    QString mLastBaudRate = Speeds::FlashRows().at(Speeds::kFlashStartRow); // BaudPM's row when it opens
-    bool mSerialDTR = false;                                                // DataTerminalReady on every open: low
-    bool mSerialRTS = false;                                                // RequestToSend on every open: low
-    int mEspToolUse = 1;     // tooltypePM's row: 0 "esptool.py", 1 "esptool-ck"
-    FolderItem mEspToolCk;   // the item shown for tool row 1; nothing assigns it
+    QString mLastBaudRate = QStringLiteral("921600"); // the flash speed BaudPM selects when it opens
+    bool mSerialDTR = false;                          // DataTerminalReady on every open: low
+    bool mSerialRTS = false;                          // RequestToSend on every open: low
+    int mEspToolUse = 1;                              // tooltypePM's row: 0 "esptool.py", 1 "esptool-ck"
+    FolderItem mEspToolCk;                            // the item shown for tool row 1; nothing assigns it
     FolderItem mEspToolApp;  // the flash tool in force, whose ShellPath leads the command; nil for none
     QVector<FirmRef> mFirm;  // the catalogue: entry i is row i of PrisetPM
     FolderItem mFirmFolderX; // the firmware folder in force ("firmwares" or the one chosen)
