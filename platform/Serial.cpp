@@ -2,7 +2,6 @@
 
 #include "platform/Dialogs.h"
 #include "platform/PortList.h"
-#include "platform/Text.h"
 
 #include <QSerialPort>
 
