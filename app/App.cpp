@@ -1,5 +1,6 @@
 #include "app/App.h"
 
+#include "platform/MenuBar.h"
 #include "platform/Timer.h"
 #include "platform/Yield.h"
 #include "window/EspWin.h"
@@ -16,7 +17,7 @@ void App::Event_OpenDocument(const FolderItem& item) {
 
 void App::OpenHandedOver(const QString& path) {
     if (path.isEmpty())
-        _FileNewWin_Action(0);
+        FileNewWin_Action(0);
     else
         Event_OpenDocument(FolderItem(path));
 }
@@ -34,7 +35,7 @@ void App::OpenWaitingDocuments() {
     }
     mOpening = true;
     while (!mWaiting.isEmpty()) {
-        EspWin* window = EspWin::Instance();
+        EspWin* window = Window();
         // Drops are accepted from the last step of the start-up on; before that the window
         // is being made further up the stack, and its catalogue isn't read yet.
         if (!window->mWindow.AcceptsDrops()) {
@@ -57,7 +58,12 @@ void App::RetryLater() {
     mRetry->SetMode(1);
 }
 
-bool App::_FileNewWin_Action(int) {
-    EspWin::Instance()->Show();
+bool App::FileNewWin_Action(int) {
+    Window()->Show();
     return true;
+}
+
+EspWin* App::Window() {
+    EspWin::UseMenuBar(MainMenuBar());
+    return EspWin::Instance();
 }

@@ -4,6 +4,7 @@
 
 #include <QVector>
 
+class EspWin;
 class MenuBar;
 class Timer;
 
@@ -12,7 +13,9 @@ class Timer;
 class App {
 public:
     void Event_OpenDocument(const FolderItem& item);
-    bool _FileNewWin_Action(int index);
+    bool FileNewWin_Action(int index);
+    // The window's implicit instance, made with the application's menu bar.
+    EspWin* Window();
     // What a later launch handed over: a document, or without one ("") the window.
     void OpenHandedOver(const QString& path);
 

@@ -6,8 +6,7 @@ namespace {
 
 void BuildMainMenuBar(MenuBar& bar) {
     bar.AddMenu("FileMenu", "ファイル");
-    bar.AddItem("FileMenu", "FileNewWin", "Show Corvane Window", "Cmd+N",
-                [] { return TheApp()._FileNewWin_Action(0); });
+    bar.AddItem("FileMenu", "FileNewWin", "Show Corvane Window", "Cmd+N", [] { return TheApp().FileNewWin_Action(0); });
     bar.AddSeparator("FileMenu", "UntitledSeparator");
     bar.AddQuitItem("FileMenu", "FileQuit", "終了", "Cmd+Q");
 

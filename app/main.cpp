@@ -13,7 +13,7 @@ int main(int argc, char* argv[]) {
     // Serve later launches before the window's start-up, so that one started meanwhile finds
     // this instance instead of making a second window; what it hands over waits for the window.
     single.Listen([](const QString& path) { TheApp().OpenHandedOver(path); });
-    EspWin::Instance()->Show();
+    TheApp().Window()->Show();
     for (const QString& path : documents)
         TheApp().Event_OpenDocument(FolderItem(path));
     return application.Run();

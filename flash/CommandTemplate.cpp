@@ -1,5 +1,6 @@
 #include "flash/CommandTemplate.h"
 
+#include "platform/Serial.h"
 #include "platform/Text.h"
 
 namespace CommandTemplate {
@@ -26,6 +27,10 @@ QString Prefix(const QString& folderShellPath, const QString& subPath) {
     if (!sub.isEmpty())
         sub = ReplaceAll(sub, QStringLiteral("\\\\"), QStringLiteral("/")) + QLatin1Char('/');
     return folderShellPath + QLatin1Char('/') + ShellWord(sub);
+}
+
+QString PortWord(const QString& portName) {
+    return ShellWord(System::DevicePath(portName));
 }
 
 } // namespace CommandTemplate

@@ -24,4 +24,7 @@ QString Compose(const QString& tool, const QStringList& templates, const QString
 // record's sub-path ("\\" pairs as separators) with a "/" behind it.
 QString Prefix(const QString& folderShellPath, const QString& subPath);
 
+// The device of a port row ("" for none) as the word that stands for "%port".
+QString PortWord(const QString& portName);
+
 } // namespace CommandTemplate

@@ -1,3 +1,4 @@
+#include "serial/Monitor.h"
 #include "window/EspWin.h"
 
 void EspWin::StartPB_Action() {
@@ -7,8 +8,10 @@ void EspWin::StartPB_Action() {
     if (esptool.IsRunning())
         return;
     rEF.SetText(QStringLiteral("Wait...."));
-    termConnected = mConnected;
-    DoDisconnect();
+    // The tool needs the port to itself; the session is reopened when it is done.
+    PortSession& session = *this;
+    termConnected = session.IsConnected();
+    session.DoDisconnect();
     esptool.Execute(InstallEF.Text());
 }
 
@@ -21,8 +24,10 @@ void EspWin::esptool_DataAvailable() {
 void EspWin::esptool_Completed() {
     esptool_DataAvailable();
     // The tool's result is not judged: a failed run reopens the session too.
-    if (termConnected || AutoConnectCB.Value())
-        DoConnect(QString());
+    if (termConnected || AutoConnectCB.Value()) {
+        PortSession& session = *this;
+        session.DoConnect(QString());
+    }
     StartPB.SetEnabled(true);
     PortPM.SetEnabled(true);
     SelectPB.SetEnabled(true);

@@ -1,4 +1,4 @@
-#include "platform/Text.h"
+#include "flash/Flash.h"
 #include "window/EspWin.h"
 
 #include <QColor>
@@ -60,7 +60,7 @@ void EspWin::SetUploadFileToList(const FolderItem& file, const QString& address)
         if (ulb.LastIndex() < i)
             ulb.AddRow(QString());
     }
-    ulb.SetCell(i, 0, file.Name() + QStringLiteral(" (") + file.NativePath() + QLatin1Char(')'));
+    ulb.SetCell(i, 0, UploadList::RowText(file.Name(), file.NativePath()));
     ulb.SetCellTag(i, 0, file);
     ulb.SetCellType(i, 1, 3);
     ulb.SetCell(i, 1, address);
@@ -82,16 +82,15 @@ void EspWin::SetInstallSetting(const FolderItem& file) {
         const QString line = in->ReadLine();
         if (line.isEmpty())
             continue;
-        const QString name = NthField(line, QStringLiteral(","), 1);
-        const QString address = NthField(line, QStringLiteral(","), 2);
-        const FolderItem entry = file.Parent().Child(name);
-        if (!entry.IsNil() && entry.Exists())
-            SetUploadFileToList(entry, address);
+        const UploadList::SettingsEntry entry = UploadList::ReadSettingsLine(line);
+        const FolderItem item = file.Parent().Child(entry.Name);
+        if (!item.IsNil() && item.Exists())
+            SetUploadFileToList(item, entry.Address);
     } while (!in->Eof());
     in->Close();
     MakeCommand();
 }
 
-QString EspWin::ReplaceToRelativePath(const QString&) {
-    return QString();
+QString EspWin::ReplaceToRelativePath(const QString& path) {
+    return UploadList::RelativePath(path);
 }

@@ -22,11 +22,6 @@ int SerialPortCount();
 SerialPort SerialPortAt(int index);
 // The device path the flash tool is given for a port row.
 QString DevicePath(const QString& name);
-// The row to offer first among the ports in the machine's order: the board's bridge if one
-// shows, else row 0. Each platform names its ports its own way, so each has its rule.
-int DefaultSerialPort(const QList<SerialPort>& ports);
-int DefaultSerialPortByName(const QList<SerialPort>& ports);
-int DefaultSerialPortByVendor(const QList<SerialPort>& ports);
 } // namespace System
 
 class Serial : public QObject {
@@ -36,7 +31,8 @@ public:
     ~Serial() override;
 
     ::SerialPort SerialPort;
-    int Baud = 14;
+    // Bits per second.
+    int Baud = 921600;
     int Bits = 3;
     int Parity = 0;
     int Stop = 0;

@@ -1,4 +1,4 @@
-#include "platform/Serial.h"
+#include "serial/Monitor.h"
 #include "window/EspWin.h"
 
 void EspWin::MakeSerialPortPopupMenu() {
@@ -17,7 +17,7 @@ void EspWin::MakeSerialPortPopupMenu() {
         // Each of these raises PortPM_Change when it moves the selection, so the command
         // follows the row we end on.
         PortPM.SetListIndex(0);
-        PortPM.SetListIndex(System::DefaultSerialPort(ports));
+        PortPM.SetListIndex(DefaultPortRow(ports));
     } catch (...) {
     }
 }
@@ -29,7 +29,7 @@ void EspWin::PortPM_Open() {
 void EspWin::PortPM_Change() {
     // An open session stays on its own port whatever the list shows now.
     ConnectPB.SetCaption(mConnected ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));
-    MakeCommand();
+    emit PortOrSpeedChanged();
 }
 
 void EspWin::ScanBtn_Action() {

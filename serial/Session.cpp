@@ -1,6 +1,6 @@
 #include "platform/Dialogs.h"
-#include "platform/Serial.h"
 #include "platform/Text.h"
+#include "serial/Monitor.h"
 #include "window/EspWin.h"
 
 #include <QColor>
@@ -48,6 +48,10 @@ void EspWin::DoConnect(const QString& port) {
     MemoPortInfo(p);
 }
 
+bool EspWin::IsConnected() const {
+    return mConnected;
+}
+
 void EspWin::DoDisconnect() {
     if (mConnected)
         DoConnect(QString());
@@ -57,22 +61,14 @@ bool EspWin::RbPortOpen(const QString& port) {
     if (mConnected)
         return true;
 
-    // The list in PortPM may be stale: only a port the machine has right now will do.
-    const int count = System::SerialPortCount();
-    int found = -1;
-    SerialPort chosen;
-    for (int i = 0; i < count && found < 0; ++i) {
-        chosen = System::SerialPortAt(i);
-        if (Same(chosen.Name, port))
-            found = i;
-    }
-    if (found < 0) {
+    const std::optional<SerialPort> chosen = FindPresentPort(port);
+    if (!chosen) {
         Beep();
         return false;
     }
 
-    MySerial.SerialPort = chosen;
-    MySerial.Baud = int(Val(BaudPMs.Text()));
+    MySerial.SerialPort = *chosen;
+    MySerial.Baud = Speeds::RateOf(BaudPMs.Text());
     MySerial.XON = XonCB.Value();
     MySerial.CTS = CtsCB.Value();
     MySerial.DTR = DtrCB.Value();
@@ -99,11 +95,7 @@ void EspWin::RbPortClose() {
 void EspWin::RbPortOpenPre() {}
 
 void EspWin::MemoPortInfo(const QString& port) {
-    if (!Same(mPortName[0], port)) {
-        for (std::size_t i = mPortName.size() - 1; i > 0; --i)
-            mPortName[i] = mPortName[i - 1];
-        mPortName[0] = port;
-    }
+    RememberPort(mPortName, port);
     mLastBaudRate = BaudPM.Text();
 }
 
@@ -112,9 +104,9 @@ void EspWin::BaudPM_Open() {
 }
 
 void EspWin::BaudPM_Change() {
-    MakeCommand();
+    emit PortOrSpeedChanged();
 }
 
 void EspWin::BaudPMs_Open() {
-    SelectFirstRowEqualTo(BaudPMs, QStringLiteral("115200"));
+    SelectFirstRowEqualTo(BaudPMs, Speeds::kMonitorOpenSpeed);
 }

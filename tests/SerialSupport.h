@@ -4,6 +4,7 @@
 // settings as the kernel holds them, and the CPU time of this process.
 
 #include "TestSupport.h"
+#include "app/App.h"
 #include "window/EspWin.h"
 
 #include <QElapsedTimer>
@@ -48,7 +49,7 @@ inline QByteArray StreamText(qint64 count) {
 // one (and its alert sound) comes between a test and the beeps it counts.
 inline EspWin* NewWindow() {
     QDir().mkpath(TestSupport::AppFolder() + QStringLiteral("/firmwares"));
-    return EspWin::Instance();
+    return TheApp().Window();
 }
 
 // Writes all of bytes to the board's end, as fast as the line drains, letting events run.

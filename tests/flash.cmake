@@ -4,3 +4,4 @@ foreach(test tst_command tst_hostile tst_toolchoice tst_run tst_runsession tst_u
     corvane_test(${test} ${test}.cpp FlashSupport.h)
     target_compile_definitions(${test} PRIVATE CORVANE_FAKE_ESPTOOL="${CMAKE_CURRENT_SOURCE_DIR}/fake-esptool.sh")
 endforeach()
+corvane_test(tst_flashrules tst_flashrules.cpp)

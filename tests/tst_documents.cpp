@@ -339,7 +339,7 @@ void TstDocuments::documents() {
     QCOMPARE(MainWindowCount(), 1);
 
     // "Show Corvane Window" with the window open brings no second one.
-    QVERIFY(TheApp()._FileNewWin_Action(0));
+    QVERIFY(TheApp().FileNewWin_Action(0));
     QCOMPARE(EspWin::Existing(), w);
     QCOMPARE(MainWindowCount(), 1);
 }

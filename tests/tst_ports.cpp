@@ -4,6 +4,7 @@
 
 #include "platform/PortList.h"
 #include "platform/Serial.h"
+#include "serial/Monitor.h"
 #include "window/EspWin.h"
 
 #include <QSignalSpy>
@@ -97,7 +98,7 @@ void TstPorts::defaultRow() {
     QFETCH(QStringList, ports);
     QFETCH(int, selected);
     QFETCH(int, byName);
-    QCOMPARE(System::DefaultSerialPortByName(PortsNamed(ports)), byName);
+    QCOMPARE(DefaultPortRowByName(PortsNamed(ports)), byName);
 #ifdef Q_OS_MACOS
     selected = ports.isEmpty() ? -1 : byName;
 #endif
@@ -199,7 +200,7 @@ void TstPorts::failingListKeepsRowsSoFar() {
     Seams::SetSerialPorts([ports] { return ports; });
     w->ScanBtn.Push();
     QCOMPARE(w->PortPM.ListCount(), 4);
-    QCOMPARE(w->PortPM.ListIndex(), System::DefaultSerialPort(ports));
+    QCOMPARE(w->PortPM.ListIndex(), DefaultPortRow(ports));
 }
 
 void TstPorts::rescanDuringSession() {

@@ -245,7 +245,7 @@ void TstWindow::oneWindow() {
     SeamRecorder seams;
     EspWin* first = EspWin::Instance();
     QCOMPARE(EspWin::Instance(), first);
-    QVERIFY(TheApp()._FileNewWin_Action(0));
+    QVERIFY(TheApp().FileNewWin_Action(0));
     QCOMPARE(EspWin::Existing(), first);
     QVERIFY(first->mWindow.IsVisible());
 
@@ -254,7 +254,7 @@ void TstWindow::oneWindow() {
     first->AutoConnectCB.SetValue(true);
     first->Close();
     QVERIFY(!EspWin::Existing());
-    QVERIFY(TheApp()._FileNewWin_Action(0));
+    QVERIFY(TheApp().FileNewWin_Action(0));
     EspWin* second = EspWin::Existing();
     QVERIFY(second);
     QCOMPARE(second->BaudPM.Text(), QString("921600"));
@@ -282,7 +282,7 @@ void TstWindow::menus() {
     // The window's own bar: Ctrl+N on this desktop brings the window, never a second one.
     AppFolderLayout layout;
     SeamRecorder seams;
-    EspWin* w = EspWin::Instance();
+    EspWin* w = TheApp().Window();
     w->Show();
     QVERIFY(QTest::qWaitForWindowExposed(static_cast<QWidget*>(w->mWindow.Widget())));
     auto* action = w->mWindow.Widget()->findChild<QAction*>("FileNewWin");

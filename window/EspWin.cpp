@@ -1,14 +1,11 @@
 #include "window/EspWin.h"
 
-#include "app/App.h"
-#include "platform/MenuBar.h"
-#include "platform/SearchPath.h"
-#include "platform/Text.h"
 #include "platform/Yield.h"
 
 #include <QTimer>
 
 EspWin* EspWin::sInstance = nullptr;
+MenuBar* EspWin::sMenuBar = nullptr;
 
 EspWin* EspWin::Instance() {
     if (!sInstance)
@@ -18,6 +15,10 @@ EspWin* EspWin::Instance() {
 
 EspWin* EspWin::Existing() {
     return sInstance;
+}
+
+void EspWin::UseMenuBar(MenuBar& bar) {
+    sMenuBar = &bar;
 }
 
 EspWin::EspWin() {
@@ -59,22 +60,10 @@ bool EspWin::ShowFrame() {
 }
 
 void EspWin::Layout() {
-    mWindow.SetMenuBar(MainMenuBar());
+    if (sMenuBar)
+        mWindow.SetMenuBar(*sMenuBar);
     mWindow.Apply(Settings());
 }
-
-namespace {
-
-const QStringList kBaudRows = {"2400",  "4800",  "7200",   "9600",   "14400",  "19200",  "28800", "38400",
-                               "57600", "76800", "115200", "230400", "460800", "750000", "921600"};
-
-QStringList MonitorBaudRows() {
-    QStringList rows = kBaudRows;
-    rows.removeAll(QStringLiteral("750000"));
-    return rows;
-}
-
-} // namespace
 
 void EspWin::CreateControls() {
     Window& w = mWindow;
@@ -117,8 +106,8 @@ void EspWin::CreateControls() {
 
     w.Place(BaudPM, "BaudPM", 80, 84, 80, 20, L | T, 12);
     BaudPM.SetTextSize(10);
-    BaudPM.AddRows(kBaudRows);
-    BaudPM.SetListIndex(14);
+    BaudPM.AddRows(Speeds::FlashRows());
+    BaudPM.SetListIndex(Speeds::kFlashStartRow);
 
     w.Place(BitsPM, "BitsPM", 262, -109, 50, 20, LockNone, 13);
     BitsPM.SetTextSize(10);
@@ -163,7 +152,8 @@ void EspWin::CreateControls() {
     ResetEF.SetText("ck");
 
     MySerial.setObjectName("MySerial");
-    MySerial.Baud = 14;
+    // Overwritten by the monitor's speed before every open.
+    MySerial.Baud = Speeds::RateOfRow(Speeds::kFlashStartRow);
     MySerial.Bits = 3;
     MySerial.Parity = 0;
     MySerial.Stop = 0;
@@ -212,8 +202,8 @@ void EspWin::CreateControls() {
 
     w.Place(BaudPMs, "BaudPMs", 329, 84, 80, 20, L | T, 39);
     BaudPMs.SetTextSize(10);
-    BaudPMs.AddRows(MonitorBaudRows());
-    BaudPMs.SetListIndex(10);
+    BaudPMs.AddRows(Speeds::MonitorRows());
+    BaudPMs.SetListIndex(Speeds::kMonitorStartRow);
 
     w.Place(ScanBtn2, "ScanBtn2", 0, 457, 65, 20, L | B, 40);
     ScanBtn2.SetCaption("Clear");
@@ -258,6 +248,8 @@ void EspWin::WireHandlers() {
     connect(&BaudPMs, &Control::Open, this, &EspWin::BaudPMs_Open);
     connect(&ScanBtn2, &PushButton::Action, this, &EspWin::ScanBtn2_Action);
     connect(&SelectFiremTimer, &Timer::Action, this, &EspWin::SelectFiremTimer_Action);
+    // The port and speed popups are serial's; the command that reads them is flash's.
+    connect(this, &EspWin::PortOrSpeedChanged, this, &EspWin::MakeCommand);
 
     connect(&mWindow, &Window::DropObject, this, &EspWin::Event_DropObject);
     connect(&mWindow, &Window::Closed, this, &EspWin::WindowClosed);
@@ -304,27 +296,9 @@ bool EspWin::LetOtherEventsRun() {
 }
 
 void EspWin::DoOpen() {
-    FolderItem f = GetFolderItem("").Child("Corvane.app");
-    if (f.Exists())
-        f = f.Child("Contents").Child("Resources");
-    if (!f.IsNil() && f.Exists() && f.Directory()) {
-        f = f.Child("esptool");
-        if (!f.Exists()) {
-            f = GetFolderItem("").Child("esptool");
-            if (!f.Exists())
-                f = f.Parent().Child("tools");
-            if (f.Exists())
-                f = f.Child("esptool");
-        }
-    } else {
-        f = FolderItem();
-    }
-    // Installed with pip or pipx, the tool lives on PATH rather than beside the program.
-    if (f.IsNil() || !f.Exists())
-        f = FindOnPath({QStringLiteral("esptool"), QStringLiteral("esptool.py")});
-
+    const FolderItem f = FindFlashTool();
     EspToolEF.SetText("");
-    if (!f.IsNil() && f.Exists()) {
+    if (!f.IsNil()) {
         mEspToolApp = f;
         EspToolEF.SetText(f.ShellPath());
     } else {

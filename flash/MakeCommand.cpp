@@ -1,5 +1,4 @@
-#include "flash/CommandTemplate.h"
-#include "platform/Serial.h"
+#include "flash/Flash.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
 
@@ -13,7 +12,7 @@ void EspWin::MakeCommand() {
         return;
 
     const QString tool = mEspToolApp.IsNil() ? QString() : mEspToolApp.ShellPath();
-    const QString port = ShellWord(System::DevicePath(PortPM.Text()));
+    const QString port = CommandTemplate::PortWord(PortPM.Text());
 
     // Rows and records run one to one; a row that points past the catalogue is no preset.
     const int index = PrisetPM.ListIndex();
