@@ -1,22 +1,16 @@
 #include "catalogue/Cuts.h"
 
+#include "platform/Text.h"
+
 namespace Cuts {
 
 namespace {
 
-// NthField for the two cut marks. They hold no letters, so an exact search finds the very
-// places a case-blind one does, without folding every character of every manifest line. A view:
-// only the cut that is kept is copied.
+// The two cut marks hold no letters, so an exact search finds the very places a case-blind one
+// does, without folding every character of every manifest line. A view: only the cut that is
+// kept is copied.
 QStringView Field(QStringView s, QStringView sep, int n) {
-    qsizetype from = 0;
-    for (int field = 1; field < n; ++field) {
-        const qsizetype at = s.indexOf(sep, from, Qt::CaseSensitive);
-        if (at < 0)
-            return QStringView();
-        from = at + sep.size();
-    }
-    const qsizetype end = s.indexOf(sep, from, Qt::CaseSensitive);
-    return end < 0 ? s.mid(from) : s.mid(from, end - from);
+    return FieldView(s, sep, n, Qt::CaseSensitive);
 }
 
 } // namespace

@@ -1,23 +1,11 @@
+#include "catalogue/Catalogue.h"
+#include "flash/Flash.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
 
-#include <QStringBuilder>
 #include <QStringList>
 
-namespace {
-
-QString RowText(const FirmClass& record) {
-    if (record.mName == QLatin1String("-"))
-        return record.mName;
-    if (record.mVersion.isEmpty())
-        return record.mName % QLatin1String(" ()");
-    // "V1.2" and the generated "Ver..." already say what they are.
-    if (record.mVersion.startsWith(QLatin1Char('v'), Qt::CaseInsensitive))
-        return record.mName % QLatin1String(" (") % record.mVersion % QLatin1Char(')');
-    return record.mName % QLatin1String(" (v") % record.mVersion % QLatin1Char(')');
-}
-
-} // namespace
+#include <algorithm>
 
 void EspWin::MakeFirmPrisetPM() {
     // The texts are made first and the popup is refilled in one go: a handler that runs while
@@ -28,7 +16,7 @@ void EspWin::MakeFirmPrisetPM() {
     QStringList rows;
     rows.reserve(records.size());
     for (const FirmRef& record : records) {
-        rows.append(record ? RowText(*record) : QString());
+        rows.append(record ? Catalogue::PresetRow(*record) : QString());
         LetOtherEventsRun();
         if (IsClosed())
             return;
@@ -38,7 +26,7 @@ void EspWin::MakeFirmPrisetPM() {
     PrisetPM.AddRows(rows);
 
     if (dropBin > 0)
-        PrisetPM.SetListIndex(Min(dropBin + 2, PrisetPM.ListCount() - 1));
+        PrisetPM.SetListIndex(std::min(dropBin + 2, PrisetPM.ListCount() - 1));
     else if (PrisetPM.ListCount() > 0)
         PrisetPM.SetListIndex(0);
     mDropBin = 0;
@@ -69,5 +57,6 @@ void EspWin::PrisetPM_Change() {
         }
     }
 
-    MakeCommand();
+    CommandComposer& flash = *this;
+    flash.MakeCommand();
 }

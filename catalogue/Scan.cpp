@@ -1,3 +1,4 @@
+#include "catalogue/Catalogue.h"
 #include "catalogue/TemplateWords.h"
 #include "platform/Dialogs.h"
 #include "platform/FolderItem.h"
@@ -5,42 +6,11 @@
 #include "platform/Yield.h"
 #include "window/EspWin.h"
 
-#include <QDateTime>
-
 namespace {
 
-// The manifest written beside a package made from a single image: 451 characters before it is
-// filled, LF line ends, and two real backslashes behind every %PATH.
-const QString kManifestTemplate = QStringLiteral(
-    "[\n"
-    "    {\n"
-    "        \"name\": \"<--ReplaceName-->\",\n"
-    "        \"version\": \"<--ReplaceVersion-->\",\n"
-    "        \"path\": \"<--ReplacePath-->\",\n"
-    "        \"commands\": [\n"
-    "\t\t\t\"--chip esp32 --port %port --baud %baud --before default_reset --after hard_reset write_flash -z "
-    "--flash_mode dio --flash_freq 80m --flash_size detect 0xe000 %PATH\\\\boot_app0.bin 0x1000 "
-    "%PATH\\\\bootloader_qio_80m.bin 0x10000 %PATH\\\\<--ReplaceFileName--> 0x8000 %PATH\\\\partitions.bin\"\n"
-    "        ]\n"
-    "    }\n"
-    "]\n");
-
-bool EndsWith(const QString& name, const QString& ending) {
-    return Same(Right(name, Len(ending)), ending);
-}
-
-// Whether the text holds `"key": `, letter case ignored. Only the key has letters: the search
-// runs exactly for the `": ` behind it, and just the few characters in front are compared.
-bool HoldsKey(const QString& text, QLatin1String key) {
-    const QStringView all(text);
-    const QLatin1String behind("\": ");
-    const qsizetype width = key.size() + 1;
-    for (qsizetype at = all.indexOf(behind, width); at >= 0; at = all.indexOf(behind, at + 1)) {
-        const QStringView name = all.mid(at - width, width);
-        if (name.front() == QLatin1Char('"') && name.mid(1).compare(key, Qt::CaseInsensitive) == 0)
-            return true;
-    }
-    return false;
+bool IsManifestName(const QString& name) {
+    return name.endsWith(QLatin1String(".json"), Qt::CaseInsensitive) ||
+           name.endsWith(QLatin1String(".crvj"), Qt::CaseInsensitive);
 }
 
 } // namespace
@@ -132,7 +102,7 @@ void EspWin::LoadListedFile(FolderListing& listing, int i, bool allowBin) {
     // the text that tells the type is the text the reader reads.
     const FolderItem file = listing.Item(i);
     const QString name = listing.Name(i);
-    if (!EndsWith(name, QStringLiteral(".json")) && !EndsWith(name, QStringLiteral(".crvj"))) {
+    if (!IsManifestName(name)) {
         if (allowBin)
             LoadFirmJsonFile(file, allowBin);
         return;
@@ -153,14 +123,15 @@ void EspWin::LoadFirmJsonFile(const FolderItem& file, bool allowBin) {
         if (file.IsNil() || !file.Visible())
             return;
         const QString name = file.Name();
-        if (EndsWith(name, QStringLiteral(".json")) || EndsWith(name, QStringLiteral(".crvj"))) {
+        if (IsManifestName(name)) {
             // Gives nothing for what is missing or no regular file, a folder among them.
             const auto stream = TextInputStream::Open(file);
             if (stream)
                 LoadFirmJsonText(file, *stream);
             return;
         }
-        if (allowBin && EndsWith(name, QStringLiteral(".bin")) && file.Exists() && !file.Directory())
+        if (allowBin && name.endsWith(QStringLiteral(".bin"), Qt::CaseInsensitive) && file.Exists() &&
+            !file.Directory())
             MakeFirmPackage(file);
     } catch (...) {
     }
@@ -182,12 +153,38 @@ void EspWin::LoadFirmJsonText(const FolderItem& file, TextInputStream& stream) {
 }
 
 int EspWin::CheckJsonType(const QString& text) {
-    if (HoldsKey(text, QLatin1String("commands")))
-        return 0;
-    if (HoldsKey(text, QLatin1String("description")) && HoldsKey(text, QLatin1String("repository")) &&
-        HoldsKey(text, QLatin1String("firmware_category")))
-        return 1;
-    return -1;
+    return Catalogue::ManifestType(text);
+}
+
+void EspWin::LoadFirmJsonType0(const FolderItem& file) {
+    if (const auto stream = TextInputStream::Open(file))
+        LoadFirmJsonType0(file, *stream);
+}
+
+void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) {
+    Catalogue::ReadType0(stream, file.Parent(), mFirm, [this] { return KeepReading(); });
+}
+
+void EspWin::LoadFirmJsonType1(const FolderItem& file) {
+    if (const auto stream = TextInputStream::Open(file))
+        LoadFirmJsonType1(file, *stream);
+}
+
+void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) {
+    Catalogue::ReadType1(stream, file.Parent(), mFirm, [this] { return KeepReading(); });
+}
+
+void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
+    Catalogue::ReadFlashScript(record, folder, [this] { return KeepReading(); });
+}
+
+bool EspWin::MakeFlashShell(const FolderItem& file) {
+    return Catalogue::WriteFlashScript(file, [this] { return KeepReading(); });
+}
+
+bool EspWin::KeepReading() {
+    LetOtherEventsRun();
+    return !IsClosed();
 }
 
 void EspWin::MakeFirmPackage(const FolderItem& file) {
@@ -207,7 +204,8 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
             const int count = support.Count();
             for (int i = 1; i <= count; ++i) {
                 const FolderItem image = support.Item(i);
-                if (!image.IsNil() && image.Visible() && EndsWith(image.Name(), QStringLiteral(".bin")))
+                if (!image.IsNil() && image.Visible() &&
+                    image.Name().endsWith(QStringLiteral(".bin"), Qt::CaseInsensitive))
                     image.CopyFileTo(package);
                 LetOtherEventsRun();
                 if (IsClosed())
@@ -218,18 +216,7 @@ void EspWin::MakeFirmPackage(const FolderItem& file) {
 
     file.CopyFileTo(package, name);
 
-    const QDateTime stamp = file.ModificationDate();
-    const QDate day = stamp.date();
-    const QTime time = stamp.time();
-    const QString version = "Ver" + Right(Str(day.year()), 2) + Str(day.month(), "00") + Str(day.day(), "00") + "_" +
-                            Str(time.hour(), "00") + Str(time.minute(), "00") + Str(time.second(), "00");
-
-    // One pass, so that a name which spells one of the marks can't fill another.
-    const QString text =
-        ReplaceEach(kManifestTemplate, {{QStringLiteral("<--ReplaceName-->"), base + " " + version},
-                                        {QStringLiteral("<--ReplaceVersion-->"), version},
-                                        {QStringLiteral("<--ReplacePath-->"), base},
-                                        {QStringLiteral("<--ReplaceFileName-->"), TemplateWords::ManifestWord(name)}});
+    const QString text = Catalogue::PackageManifest(base, name, file.ModificationDate());
 
     const FolderItem manifest = mFirmFolderX.Child(base + ".json");
     if (manifest.IsNil())

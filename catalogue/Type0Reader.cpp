@@ -1,7 +1,6 @@
+#include "catalogue/Catalogue.h"
 #include "catalogue/Cuts.h"
-#include "platform/FolderItem.h"
 #include "platform/Text.h"
-#include "window/EspWin.h"
 
 #include <QStringList>
 
@@ -16,20 +15,14 @@ FirmClass& InHand(const FirmRef& record) {
 
 } // namespace
 
-void EspWin::LoadFirmJsonType0(const FolderItem& file) {
-    if (const auto stream = TextInputStream::Open(file))
-        LoadFirmJsonType0(file, *stream);
-}
-
-void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) {
-
+void Catalogue::ReadType0(TextInputStream& stream, const FolderItem& folder, QVector<FirmRef>& into,
+                          const KeepGoing& keepGoing) {
     FirmRef record;
-    if (mFirm.size() - 1 > 0) {
+    if (into.size() - 1 > 0) {
         record = std::make_shared<FirmClass>();
         record->mName = QStringLiteral("-");
-        mFirm.append(record);
+        into.append(record);
     }
-    const FolderItem folder = file.Parent();
 
     do {
         const QStringView line = stream.ReadTrimmedLineView();
@@ -43,7 +36,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
             record = std::make_shared<FirmClass>();
         } else if (line == QLatin1String("},") || line == QLatin1String("}")) {
             InHand(record).mFirmFolder = folder;
-            mFirm.append(record);
+            into.append(record);
         } else if (bracket) {
             // too short for any key
         } else if (Cuts::IsKey(key, QLatin1String("name"))) {
@@ -65,8 +58,7 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
                 // its record never reaches the catalogue.
                 if (stream.Eof())
                     break;
-                LetOtherEventsRun();
-                if (IsClosed())
+                if (!keepGoing())
                     return;
             }
             // One split gives the same fields as NthField for every n, without going over the
@@ -80,14 +72,12 @@ void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) 
                                     : command;
                 entry.remove(QLatin1Char('"'));
                 InHand(record).mCommand.append(entry);
-                LetOtherEventsRun();
-                if (IsClosed())
+                if (!keepGoing())
                     return;
             }
         }
 
-        LetOtherEventsRun();
-        if (IsClosed())
+        if (!keepGoing())
             return;
     } while (!stream.Eof());
 

@@ -1,7 +1,6 @@
+#include "catalogue/Catalogue.h"
 #include "catalogue/Cuts.h"
-#include "platform/FolderItem.h"
 #include "platform/Text.h"
-#include "window/EspWin.h"
 
 namespace {
 
@@ -31,20 +30,14 @@ QString WithoutQuotes(const QString& s) {
 
 // Reads a manifest of one firmware with its variants: values given once for the firmware are
 // carried into every variant, and each variant's commands come from the flash.sh of its folder.
-void EspWin::LoadFirmJsonType1(const FolderItem& file) {
-    if (const auto stream = TextInputStream::Open(file))
-        LoadFirmJsonType1(file, *stream);
-}
-
-void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) {
-
-    if (mFirm.size() - 1 > 0) {
+void Catalogue::ReadType1(TextInputStream& stream, const FolderItem& folder, QVector<FirmRef>& into,
+                          const KeepGoing& keepGoing) {
+    if (into.size() - 1 > 0) {
         auto separator = std::make_shared<FirmClass>();
         separator->mName = QStringLiteral("-");
-        mFirm.append(separator);
+        into.append(separator);
     }
-    const int first = int(mFirm.size()) - 1;
-    const FolderItem folder = file.Parent();
+    const int first = int(into.size()) - 1;
 
     // Only the seven carried fields of this record are ever set; a new record starts as its copy.
     FirmClass carried;
@@ -73,13 +66,13 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
         } else if (line == QLatin1String("},") || line == QLatin1String("}")) {
             if (open) {
                 open->mFirmFolder = folder;
-                mFirm.append(open);
+                into.append(open);
                 open.reset();
             }
         } else if (Cuts::IsKey(key, QLatin1String("path"))) {
             if (open) {
                 open->mPath = Cuts::TextValue(Cuts::RawValueView(line));
-                LoadFlashCmd(*open, folder);
+                ReadFlashScript(*open, folder, keepGoing);
             }
         } else if (Cuts::IsKey(key, QLatin1String("default_baud"))) {
             if (open)
@@ -102,16 +95,15 @@ void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) 
             }
         }
 
-        LetOtherEventsRun();
-        if (IsClosed())
+        if (!keepGoing())
             return;
     } while (!stream.Eof());
     stream.Close();
 
     // version and framework written behind the variants reach every variant of this file that
     // opened before them.
-    for (int i = first + 1; i < mFirm.size(); ++i) {
-        const FirmRef& record = mFirm.at(i);
+    for (int i = first + 1; i < into.size(); ++i) {
+        const FirmRef& record = into.at(i);
         if (!record)
             continue;
         if (record->mVersion.isEmpty())

@@ -43,16 +43,19 @@ int InStrB(int start, const QString& s, const QString& find) {
 }
 
 QString NthField(const QString& s, const QString& sep, int n) {
-    if (n < 1)
-        return QString();
     if (sep.isEmpty())
         return n == 1 ? s : QString();
-    const Qt::CaseSensitivity cs = CaseFor(sep);
+    return FieldView(s, sep, n, CaseFor(sep)).toString();
+}
+
+QStringView FieldView(QStringView s, QStringView sep, int n, Qt::CaseSensitivity cs) {
+    if (n < 1 || sep.isEmpty())
+        return QStringView();
     qsizetype from = 0;
     for (int field = 1; field < n; ++field) {
         const qsizetype at = s.indexOf(sep, from, cs);
         if (at < 0)
-            return QString();
+            return QStringView();
         from = at + sep.size();
     }
     const qsizetype end = s.indexOf(sep, from, cs);

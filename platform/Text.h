@@ -2,6 +2,7 @@
 
 #include <QPair>
 #include <QString>
+#include <QStringView>
 #include <QVector>
 
 // String helpers with the semantics the program is written against: positions are
@@ -15,6 +16,8 @@ int InStrB(const QString& s, const QString& find);
 int InStrB(int start, const QString& s, const QString& find);
 
 QString NthField(const QString& s, const QString& sep, int n);
+// Field n of s as a view, with the letter case rule given; nothing for an empty separator.
+QStringView FieldView(QStringView s, QStringView sep, int n, Qt::CaseSensitivity cs);
 int CountFields(const QString& s, const QString& sep);
 
 QString Mid(const QString& s, int start);

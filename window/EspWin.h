@@ -1,5 +1,6 @@
 #pragma once
 
+#include "catalogue/FirmClass.h"
 #include "flash/Flash.h"
 #include "platform/Controls.h"
 #include "platform/FolderItem.h"
@@ -8,7 +9,6 @@
 #include "platform/Timer.h"
 #include "platform/Window.h"
 #include "serial/Monitor.h"
-#include "window/FirmClass.h"
 
 #include <QObject>
 #include <QString>
@@ -200,6 +200,9 @@ private:
     void WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPair<quint64, quint64>>& path);
     void LoadListedFile(FolderListing& listing, int i, bool allowBin);
     void LoadFirmJsonText(const FolderItem& file, TextInputStream& stream);
+    // What the catalogue's readers ask on every pass: events run, and the read goes on while
+    // the window stands.
+    bool KeepReading();
     void DisposeWhenIdle();
 
     static EspWin* sInstance;

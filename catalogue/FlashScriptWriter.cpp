@@ -1,7 +1,6 @@
+#include "catalogue/Catalogue.h"
 #include "catalogue/TemplateWords.h"
-#include "platform/FolderItem.h"
 #include "platform/Text.h"
-#include "window/EspWin.h"
 
 namespace {
 
@@ -42,9 +41,8 @@ const QString kAddressMark = QStringLiteral("_0x");
 
 } // namespace
 
-// Writes a flash.sh for a firmware folder that came without one, from the addresses in its
-// image names. LoadFlashCmd reads it back and deletes it.
-bool EspWin::MakeFlashShell(const FolderItem& file) {
+// ReadFlashScript reads the script back and deletes it.
+bool Catalogue::WriteFlashScript(const FolderItem& file, const KeepGoing& keepGoing) {
     const FolderItem folder = file.Parent();
 
     const QString own = file.Name();
@@ -65,8 +63,7 @@ bool EspWin::MakeFlashShell(const FolderItem& file) {
             entries += QStringLiteral(" \\") + EndOfLine::Native() + QStringLiteral("0x") +
                        TemplateWords::ScriptWord(address) + QLatin1Char(' ') + TemplateWords::ScriptWord(name);
         }
-        LetOtherEventsRun();
-        if (IsClosed())
+        if (!keepGoing())
             return false;
     }
     if (entries.isEmpty())

@@ -1,7 +1,6 @@
+#include "catalogue/Catalogue.h"
 #include "catalogue/TemplateWords.h"
-#include "platform/FolderItem.h"
 #include "platform/Text.h"
-#include "window/EspWin.h"
 
 namespace {
 
@@ -21,7 +20,7 @@ FolderItem VariantFolder(const FolderItem& folder, const QString& path) {
 // One continuation line of a command, backslashes gone. An address line keeps its address and
 // the first word behind it (a quoted name is one word), which becomes a file of the variant folder.
 QString CommandPiece(const QString& line) {
-    if (Same(Left(line, 2), QStringLiteral("0x"))) {
+    if (line.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)) {
         const QStringList fields = TemplateWords::ScriptFields(line);
         return fields.value(0) + QStringLiteral(" %PATH\\\\") + fields.value(1) + QLatin1Char(' ');
     }
@@ -30,9 +29,7 @@ QString CommandPiece(const QString& line) {
 
 } // namespace
 
-// Gives a type 1 record the flash commands of its variant's flash.sh. A folder without one gets
-// a script made from its image names for the time of this call.
-void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
+void Catalogue::ReadFlashScript(FirmClass& record, const FolderItem& folder, const KeepGoing& keepGoing) {
     const FolderItem variant = VariantFolder(folder, record.mPath);
     if (variant.IsNil())
         return;
@@ -51,7 +48,7 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
     if (!stream) {
         if (!variant.Exists() || script.Exists())
             return;
-        if (!MakeFlashShell(script))
+        if (!WriteFlashScript(script, keepGoing))
             return;
         generated = true;
         stream = TextInputStream::Open(script);
@@ -74,8 +71,7 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
                 if (next.isEmpty())
                     break;
                 command += CommandPiece(next);
-                LetOtherEventsRun();
-                stop = IsClosed();
+                stop = !keepGoing();
                 if (stop)
                     break;
             }
@@ -89,8 +85,7 @@ void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {
                 command = ReplaceAll(command, QStringLiteral("--baud 750000"), QStringLiteral("--baud %baud"));
             record.mCommand.append(command);
         }
-        LetOtherEventsRun();
-        stop = stop || IsClosed();
+        stop = stop || !keepGoing();
     } while (!stop && !stream->Eof());
     stream->Close();
 
