@@ -1,6 +1,7 @@
 #include "catalogue/TemplateWords.h"
 #include "platform/FolderItem.h"
 #include "platform/Text.h"
+#include "platform/TextOutputStream.h"
 #include "window/EspWin.h"
 
 namespace {

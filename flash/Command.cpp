@@ -1,5 +1,5 @@
 #include "flash/CommandTemplate.h"
-#include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
 

@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QTemporaryFile>
 
@@ -444,81 +443,3 @@ FolderItem Documents() {
     return docs.isEmpty() ? FolderItem() : FolderItem(docs);
 }
 } // namespace SpecialFolder
-
-std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
-    bool ok = false;
-    QByteArray bytes = ReadManifestBytes(item, &ok);
-    if (!ok)
-        return nullptr;
-    return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));
-}
-
-std::unique_ptr<TextInputStream> TextInputStream::OfText(QString text) {
-    return std::unique_ptr<TextInputStream>(new TextInputStream(std::move(text)));
-}
-
-QString TextInputStream::ReadLine() {
-    return NextLine(false);
-}
-
-QString TextInputStream::ReadTrimmedLine() {
-    return NextLine(true);
-}
-
-QString TextInputStream::NextLine(bool trimmed) {
-    const qsizetype size = mText.size();
-    if (mPos >= size)
-        return QString();
-    const QChar* data = mText.constData();
-    qsizetype end = mPos;
-    while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
-        ++end;
-    // Trimmed, without white space QString::trimmed takes off, at both ends.
-    qsizetype from = mPos, to = end;
-    while (trimmed && from < to && data[from].isSpace())
-        ++from;
-    while (trimmed && to > from && data[to - 1].isSpace())
-        --to;
-    QString line = mText.mid(from, to - from);
-    if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
-        ++end;
-    mPos = end < size ? end + 1 : end;
-    return line;
-}
-
-QString TextInputStream::ReadAll() {
-    QString rest = mText.mid(mPos);
-    mPos = mText.size();
-    return rest;
-}
-
-struct TextOutputStream::File {
-    QSaveFile file;
-};
-
-TextOutputStream::TextOutputStream(std::unique_ptr<File> file) : mFile(std::move(file)) {}
-
-TextOutputStream::~TextOutputStream() = default;
-
-// The text goes to a new file beside the old one, which replaces it only once it is whole:
-// a write that fails half way leaves the old file as it was.
-std::unique_ptr<TextOutputStream> TextOutputStream::Create(const FolderItem& item) {
-    if (item.IsNil() || item.Directory())
-        return nullptr;
-    auto file = std::make_unique<File>();
-    file->file.setFileName(item.NativePath());
-    if (!file->file.open(QIODevice::WriteOnly))
-        return nullptr;
-    return std::unique_ptr<TextOutputStream>(new TextOutputStream(std::move(file)));
-}
-
-void TextOutputStream::Write(const QString& text) {
-    if (mFile && mFile->file.isOpen())
-        mFile->file.write(text.toUtf8());
-}
-
-bool TextOutputStream::Close() {
-    if (!mFile || !mFile->file.isOpen())
-        return false;
-    return mFile->file.commit();
-}

@@ -1,4 +1,4 @@
-#include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 #include "window/EspWin.h"
 
 void EspWin::MakeSerialPortPopupMenu() {

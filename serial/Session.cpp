@@ -1,5 +1,5 @@
-#include "platform/Dialogs.h"
-#include "platform/Serial.h"
+#include "platform/Seams.h"
+#include "platform/SerialPorts.h"
 #include "platform/Text.h"
 #include "window/EspWin.h"
 

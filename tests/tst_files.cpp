@@ -1,4 +1,6 @@
 #include "platform/FolderItem.h"
+#include "platform/TextInputStream.h"
+#include "platform/TextOutputStream.h"
 
 #include "TestSupport.h"
 
