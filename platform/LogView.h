@@ -102,7 +102,6 @@ private:
     qint64 NextPosition(qint64 at) const;
     bool MoveByKey(QKeyEvent* event);
     bool EditByShortcut(QKeyEvent* event);
-    bool IsTerminalControl(const QKeyEvent* event) const;
     void EnsureCaretVisible();
     void Notify(qint64 from, const QString& removed, const QString& inserted);
 
