@@ -1,5 +1,6 @@
 #include "catalogue/TemplateWords.h"
 #include "platform/FolderItem.h"
+#include "platform/FolderListing.h"
 #include "platform/Seams.h"
 #include "platform/Text.h"
 #include "platform/TextInputStream.h"

@@ -1,4 +1,5 @@
 #include "platform/FolderItem.h"
+#include "platform/FolderListing.h"
 #include "platform/TextInputStream.h"
 #include "platform/TextOutputStream.h"
 

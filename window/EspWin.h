@@ -4,6 +4,7 @@
 #include "platform/CheckBox.h"
 #include "platform/DragItem.h"
 #include "platform/FolderItem.h"
+#include "platform/FolderListing.h"
 #include "platform/Graphics.h"
 #include "platform/Label.h"
 #include "platform/Listbox.h"
