@@ -15,6 +15,18 @@ constexpr Qt::KeyboardModifier kTerminalControl = Qt::ControlModifier;
 
 constexpr Qt::KeyboardModifiers kChordKeys = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
 
+// Ctrl+Shift+C and Ctrl+Shift+V.
+bool IsClipboardKey(int key, Qt::KeyboardModifiers modifiers) {
+#ifdef Q_OS_MACOS
+    Q_UNUSED(key);
+    Q_UNUSED(modifiers);
+    return false;
+#else
+    const Qt::KeyboardModifiers mods = modifiers & (kChordKeys | Qt::ShiftModifier);
+    return mods == (Qt::ControlModifier | Qt::ShiftModifier) && (key == Qt::Key_C || key == Qt::Key_V);
+#endif
+}
+
 } // namespace
 
 Route RouteOf(int key, Qt::KeyboardModifiers modifiers, const QString& text, bool session) {
@@ -25,17 +37,6 @@ Route RouteOf(int key, Qt::KeyboardModifiers modifiers, const QString& text, boo
     if (!(modifiers & kChordKeys) && !text.isEmpty())
         return Route::Pane;
     return Route::Menu;
-}
-
-bool IsClipboardKey(int key, Qt::KeyboardModifiers modifiers) {
-#ifdef Q_OS_MACOS
-    Q_UNUSED(key);
-    Q_UNUSED(modifiers);
-    return false;
-#else
-    const Qt::KeyboardModifiers mods = modifiers & (kChordKeys | Qt::ShiftModifier);
-    return mods == (Qt::ControlModifier | Qt::ShiftModifier) && (key == Qt::Key_C || key == Qt::Key_V);
-#endif
 }
 
 bool IsControlKey(int key, Qt::KeyboardModifiers modifiers) {

@@ -22,7 +22,6 @@ enum class Route {
 
 Route RouteOf(int key, Qt::KeyboardModifiers modifiers, const QString& text, bool session);
 
-bool IsClipboardKey(int key, Qt::KeyboardModifiers modifiers);
 // Ctrl+letter without Alt (on macOS the Control key, which Qt calls Meta); never a clipboard key.
 bool IsControlKey(int key, Qt::KeyboardModifiers modifiers);
 // What Ctrl+key sends: Ctrl+A is SOH, Ctrl+C is ETX, whatever text the platform gave the key.
