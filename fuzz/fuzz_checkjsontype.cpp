@@ -1,4 +1,5 @@
 #include "FuzzSupport.h"
+#include "platform/TextInputStream.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     EspWin* w = Fuzz::Window();
