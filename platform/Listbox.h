@@ -14,7 +14,7 @@ class QTableWidget;
 class Listbox final : public Control {
     Q_OBJECT
 public:
-    // What SetCellType takes and CellType gives.
+    // What SetCellType takes and CellType gives: a cell shows its text, or lets the user edit it.
     enum CellTypes { TypeDefault = 0, TypeEditable = 3 };
 
     Listbox();
