@@ -55,7 +55,7 @@ void App::RetryLater() {
         mRetry->SetPeriod(10);
         QObject::connect(mRetry, &Timer::Action, mRetry, [this] { OpenWaitingDocuments(); });
     }
-    mRetry->SetMode(1);
+    mRetry->SetMode(Timer::ModeSingle);
 }
 
 bool App::FileNewWin_Action(int) {

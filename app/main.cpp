@@ -1,5 +1,6 @@
 #include "app/App.h"
 #include "platform/Application.h"
+#include "platform/SingleInstance.h"
 #include "window/EspWin.h"
 
 int main(int argc, char* argv[]) {

@@ -6,7 +6,7 @@
 // Run on a Release build: QT_QPA_PLATFORM=offscreen build/bench/bench_catalogue/bench_catalogue [rounds]
 
 #include "BenchTrees.h"
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QAbstractItemView>

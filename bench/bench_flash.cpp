@@ -3,8 +3,8 @@
 // Run: QT_QPA_PLATFORM=offscreen build/bench/bench_flash/bench_flash [megabytes, default 50] [flat]
 // "flat" pours one endless line instead, to tell the cost of the pane's lines from that of the bytes.
 
-#include "platform/Dialogs.h"
 #include "platform/LogView.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QApplication>

@@ -2,8 +2,8 @@
 // 10 ms heartbeat records the longest stall; then the full pane is scrolled, typed into and cleared.
 // Run: QT_QPA_PLATFORM=offscreen build/bench/bench_logpane/bench_logpane [megabytes]
 
-#include "platform/Dialogs.h"
 #include "platform/LogView.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QApplication>

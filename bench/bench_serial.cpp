@@ -7,8 +7,8 @@
 
 #include "SerialSupport.h"
 
-#include "platform/Dialogs.h"
 #include "platform/LogView.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QApplication>

@@ -4,7 +4,7 @@
 // Run on a Release build: QT_QPA_PLATFORM=offscreen build/bench/bench_type1/bench_type1 [rounds]
 
 #include "BenchTrees.h"
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QApplication>

@@ -2,6 +2,7 @@
 
 #include "catalogue/FirmClass.h"
 #include "platform/FolderItem.h"
+#include "platform/TextInputStream.h"
 
 #include <QDateTime>
 #include <QString>

@@ -1,6 +1,7 @@
 #include "catalogue/Catalogue.h"
 #include "catalogue/TemplateWords.h"
 #include "platform/Text.h"
+#include "platform/TextOutputStream.h"
 
 namespace {
 

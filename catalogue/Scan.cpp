@@ -1,8 +1,11 @@
 #include "catalogue/Catalogue.h"
 #include "catalogue/TemplateWords.h"
-#include "platform/Dialogs.h"
 #include "platform/FolderItem.h"
+#include "platform/FolderListing.h"
+#include "platform/Seams.h"
 #include "platform/Text.h"
+#include "platform/TextInputStream.h"
+#include "platform/TextOutputStream.h"
 #include "platform/Yield.h"
 #include "window/EspWin.h"
 
@@ -20,7 +23,7 @@ void EspWin::LoadFirmJson() {
     const FolderItem folder = GetFolderItem("").Child("firmwares");
     if (!folder.Exists()) {
         // The question waits until the window is up.
-        SelectFiremTimer.SetMode(1);
+        SelectFiremTimer.SetMode(Timer::ModeSingle);
         return;
     }
     LoadTopFolder(folder);

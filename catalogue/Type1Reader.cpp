@@ -1,6 +1,7 @@
 #include "catalogue/Catalogue.h"
 #include "catalogue/Cuts.h"
 #include "platform/Text.h"
+#include "platform/TextInputStream.h"
 
 namespace {
 

@@ -18,7 +18,7 @@ void EspWin::StartPB_Action() {
 void EspWin::esptool_DataAvailable() {
     // As it came: carriage returns and all, each chunk taken as UTF-8 by itself.
     rEF.AppendText(esptool.ReadAll());
-    rEF.SetScrollPosition(10000);
+    rEF.SetScrollPosition(TextArea::kScrollLineLimit);
 }
 
 void EspWin::esptool_Completed() {

@@ -1,4 +1,4 @@
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 void EspWin::tooltypePM_Open() {

@@ -7,7 +7,7 @@
 // never reads it. Its handlers still do their part.
 
 void EspWin::ulb_Open() {
-    ulb.SetCellType(0, 1, 3);
+    ulb.SetCellType(0, 1, Listbox::TypeEditable);
 }
 
 void EspWin::ulb_Change() {
@@ -62,7 +62,7 @@ void EspWin::SetUploadFileToList(const FolderItem& file, const QString& address)
     }
     ulb.SetCell(i, 0, UploadList::RowText(file.Name(), file.NativePath()));
     ulb.SetCellTag(i, 0, file);
-    ulb.SetCellType(i, 1, 3);
+    ulb.SetCellType(i, 1, Listbox::TypeEditable);
     ulb.SetCell(i, 1, address);
 }
 

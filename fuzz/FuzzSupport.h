@@ -3,8 +3,8 @@
 // What every fuzz target shares: one offscreen window made once, and a scratch folder in
 // which each input is written to a real file before the real reader takes it.
 
-#include "platform/Dialogs.h"
 #include "platform/FolderItem.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QApplication>

@@ -1,5 +1,6 @@
 #include "FuzzSupport.h"
 #include "platform/Text.h"
+#include "platform/TextInputStream.h"
 
 namespace {
 

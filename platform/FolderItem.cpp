@@ -1,27 +1,23 @@
 #include "platform/FolderItem.h"
 
+#include "platform/FileSystemDetail.h"
 #include "platform/Text.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QTemporaryFile>
 
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#ifdef Q_OS_LINUX
-#include <sys/syscall.h>
-#endif
 #include <unistd.h>
 
-namespace {
+namespace FileSystemDetail {
 
 long long StampNs(const struct stat& st) {
 #ifdef Q_OS_MACOS
@@ -31,6 +27,18 @@ long long StampNs(const struct stat& st) {
 #endif
 }
 
+long long NowNs() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return (long long)now.tv_sec * 1000000000LL + now.tv_nsec;
+}
+
+} // namespace FileSystemDetail
+
+using namespace FileSystemDetail;
+
+namespace {
+
 // Modification time in nanoseconds since the epoch, and whether the path is a folder; one stat.
 bool StatFolder(const QString& path, long long* stampNs) {
     struct stat st {};
@@ -39,16 +47,6 @@ bool StatFolder(const QString& path, long long* stampNs) {
     *stampNs = StampNs(st);
     return true;
 }
-
-long long NowNs() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return (long long)now.tv_sec * 1000000000LL + now.tv_nsec;
-}
-
-// Folder time stamps are coarse: a listing taken this soon after a change may have missed a
-// second change within the same tick.
-constexpr long long kSettledNs = 200'000'000LL;
 
 } // namespace
 
@@ -180,148 +178,8 @@ FolderItem FolderItem::Item(int i) const {
     return FolderItem(mPath + QLatin1Char('/') + names.at(i - 1));
 }
 
-FolderListing::FolderListing(const FolderItem& folder) : mFolder(folder) {
-    mOpen = !folder.IsNil() && List();
-}
+namespace FileSystemDetail {
 
-namespace {
-
-// Names and d_type values of a folder's entries, "." and ".." left out; false if unreadable.
-bool ReadEntries(int fd, std::vector<std::pair<QByteArray, int>>& out) {
-#ifdef Q_OS_LINUX
-    // getdents64 straight on the descriptor: readdir's set-up costs three more system calls.
-    alignas(8) char buffer[32768];
-    for (;;) {
-        const long n = ::syscall(SYS_getdents64, fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return false;
-        if (n == 0)
-            return true;
-        for (long at = 0; at < n;) {
-            const auto* d = reinterpret_cast<const dirent64*>(buffer + at);
-            at += d->d_reclen;
-            if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
-                continue;
-            out.emplace_back(QByteArray(d->d_name), int(d->d_type));
-        }
-    }
-#else
-    DIR* dir = ::fdopendir(::dup(fd));
-    if (!dir)
-        return false;
-    while (const dirent* d = ::readdir(dir)) {
-        if (d->d_name[0] == '.' && (d->d_name[1] == 0 || (d->d_name[1] == '.' && d->d_name[2] == 0)))
-            continue;
-        out.emplace_back(QByteArray(d->d_name), int(d->d_type));
-    }
-    ::closedir(dir);
-    return true;
-#endif
-}
-
-} // namespace
-
-FolderListing::~FolderListing() {
-    Release();
-}
-
-void FolderListing::Release() {
-    if (mFd >= 0)
-        ::close(mFd);
-    mFd = -1;
-}
-
-bool FolderListing::List() {
-    Release();
-    mEntries.clear();
-    const int fd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    struct stat st {};
-    std::vector<std::pair<QByteArray, int>> entries;
-    const bool good = ::fstat(fd, &st) == 0 && ReadEntries(fd, entries);
-    if (!good) {
-        ::close(fd);
-        return false;
-    }
-    mFd = fd;
-    mDevice = quint64(st.st_dev);
-    mInode = quint64(st.st_ino);
-    mStamp = StampNs(st);
-    mListedAt = NowNs();
-    mEntries.reserve(entries.size());
-    for (const auto& [name, type] : entries)
-        mEntries.push_back({QFile::decodeName(name), name, type, -1});
-    // The order of QDir's listing by name, which Item gives too.
-    std::sort(mEntries.begin(), mEntries.end(),
-              [](const Entry& a, const Entry& b) { return a.name.compare(b.name) < 0; });
-    return true;
-}
-
-bool FolderListing::Refresh() {
-    if (!mOpen)
-        return false;
-    struct stat st {};
-    const bool same = ::stat(QFile::encodeName(mFolder.mPath).constData(), &st) == 0 && quint64(st.st_ino) == mInode &&
-                      quint64(st.st_dev) == mDevice;
-    if (!same || StampNs(st) != mStamp || mListedAt - mStamp <= kSettledNs)
-        mOpen = List();
-    return mOpen;
-}
-
-QString FolderListing::Name(int i) const {
-    return i < 1 || i > Count() ? QString() : mEntries[std::size_t(i - 1)].name;
-}
-
-FolderItem FolderListing::Item(int i) const {
-    if (i < 1 || i > Count())
-        return FolderItem();
-    return FolderItem(mFolder.mPath + QLatin1Char('/') + mEntries[std::size_t(i - 1)].name);
-}
-
-bool FolderListing::Visible(int i) const {
-    if (i < 1 || i > Count() || mEntries[std::size_t(i - 1)].name.startsWith(QLatin1Char('.')))
-        return false;
-#ifdef Q_OS_MACOS
-    return Item(i).Visible();
-#else
-    return true;
-#endif
-}
-
-FolderListing::Kind FolderListing::KindOf(int i) {
-    if (i < 1 || i > Count())
-        return Kind::Missing;
-    Entry& e = mEntries[std::size_t(i - 1)];
-    if (e.kind < 0)
-        e.kind =
-            int(e.type == DT_LNK || e.type == DT_UNKNOWN ? KindOf(Item(i).mPath, e.type) : KindOf(QString(), e.type));
-    return Kind(e.kind);
-}
-
-FolderListing::Kind FolderListing::KindOf(const QString& path, int direntType) {
-    switch (direntType) {
-    case DT_DIR:
-        return Kind::Directory;
-    case DT_REG:
-        return Kind::File;
-    case DT_LNK:
-    case DT_UNKNOWN: {
-        struct stat st {};
-        if (::stat(QFile::encodeName(path).constData(), &st) != 0)
-            return Kind::Missing;
-        return S_ISDIR(st.st_mode) ? Kind::Directory : S_ISREG(st.st_mode) ? Kind::File : Kind::Other;
-    }
-    default:
-        return Kind::Other;
-    }
-}
-
-namespace {
-
-// Reads what fd holds within the cap and closes it.
 QByteArray ReadCapped(int fd, bool* ok) {
     QByteArray bytes;
     struct stat st {};
@@ -358,7 +216,7 @@ QByteArray ReadCapped(int fd, bool* ok) {
     return good ? bytes : QByteArray();
 }
 
-} // namespace
+} // namespace FileSystemDetail
 
 QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
     *ok = false;
@@ -367,16 +225,6 @@ QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {
     // Only regular files: a FIFO would block, a device read for ever. Opened without blocking and
     // tested on the open descriptor, so nothing can swap the file in between.
     const int fd = ::open(QFile::encodeName(item.mPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
-}
-
-QByteArray FolderListing::ReadEntry(int i, bool* ok) {
-    *ok = false;
-    if (i < 1 || i > Count())
-        return QByteArray();
-    if (mFd < 0)
-        return ReadManifestBytes(Item(i), ok);
-    const int fd = ::openat(mFd, mEntries[std::size_t(i - 1)].native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
 }
 
@@ -455,85 +303,3 @@ FolderItem Documents() {
     return docs.isEmpty() ? FolderItem() : FolderItem(docs);
 }
 } // namespace SpecialFolder
-
-std::unique_ptr<TextInputStream> TextInputStream::Open(const FolderItem& item) {
-    bool ok = false;
-    QByteArray bytes = ReadManifestBytes(item, &ok);
-    if (!ok)
-        return nullptr;
-    return std::unique_ptr<TextInputStream>(new TextInputStream(QString::fromUtf8(bytes)));
-}
-
-std::unique_ptr<TextInputStream> TextInputStream::OfText(QString text) {
-    return std::unique_ptr<TextInputStream>(new TextInputStream(std::move(text)));
-}
-
-QString TextInputStream::ReadLine() {
-    return NextLine(false).toString();
-}
-
-QString TextInputStream::ReadTrimmedLine() {
-    return NextLine(true).toString();
-}
-
-QStringView TextInputStream::ReadTrimmedLineView() {
-    return NextLine(true);
-}
-
-QStringView TextInputStream::NextLine(bool trimmed) {
-    const qsizetype size = mText.size();
-    if (mPos >= size)
-        return QStringView();
-    const QChar* data = mText.constData();
-    qsizetype end = mPos;
-    while (end < size && data[end] != QLatin1Char('\n') && data[end] != QLatin1Char('\r'))
-        ++end;
-    // Trimmed, without white space QString::trimmed takes off, at both ends.
-    qsizetype from = mPos, to = end;
-    while (trimmed && from < to && data[from].isSpace())
-        ++from;
-    while (trimmed && to > from && data[to - 1].isSpace())
-        --to;
-    const QStringView line = QStringView(mText).mid(from, to - from);
-    if (end < size && data[end] == QLatin1Char('\r') && end + 1 < size && data[end + 1] == QLatin1Char('\n'))
-        ++end;
-    mPos = end < size ? end + 1 : end;
-    return line;
-}
-
-QString TextInputStream::ReadAll() {
-    QString rest = mText.mid(mPos);
-    mPos = mText.size();
-    return rest;
-}
-
-struct TextOutputStream::File {
-    QSaveFile file;
-};
-
-TextOutputStream::TextOutputStream(std::unique_ptr<File> file) : mFile(std::move(file)) {}
-
-TextOutputStream::~TextOutputStream() = default;
-
-// The text goes to a new file beside the old one, which replaces it only once it is whole:
-// a write that fails half way leaves the old file as it was.
-std::unique_ptr<TextOutputStream> TextOutputStream::Create(const FolderItem& item) {
-    if (item.IsNil() || item.Directory())
-        return nullptr;
-    auto file = std::make_unique<File>();
-    file->file.setFileName(item.NativePath());
-    if (!file->file.open(QIODevice::WriteOnly))
-        return nullptr;
-    return std::unique_ptr<TextOutputStream>(new TextOutputStream(std::move(file)));
-}
-
-void TextOutputStream::Write(const QString& text) {
-    if (mFile && mFile->file.isOpen())
-        mFile->file.write(text.toUtf8());
-}
-
-bool TextOutputStream::Close() {
-    if (!mFile || !mFile->file.isOpen())
-        return false;
-    return mFile->file.commit();
-}

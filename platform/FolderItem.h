@@ -54,56 +54,6 @@ private:
     mutable std::shared_ptr<Listing> mListing;
 };
 
-// One folder listed once for a walk: its entries in Item's order, each entry's kind taken from
-// the listing itself where the file system gives it there, else from one stat of the entry.
-class FolderListing {
-public:
-    enum class Kind { Missing, File, Directory, Other };
-
-    explicit FolderListing(const FolderItem& folder);
-
-    bool IsOpen() const { return mOpen; }
-    // The folder on disk, whatever path leads to it: device and inode.
-    QPair<quint64, quint64> Id() const { return {mDevice, mInode}; }
-    // Entries are 1-based, as for FolderItem::Item.
-    int Count() const { return int(mEntries.size()); }
-    QString Name(int i) const;
-    FolderItem Item(int i) const;
-    // FolderItem::Visible of Item(i), told from the name where the name alone decides.
-    bool Visible(int i) const;
-    Kind KindOf(int i);
-    // Lists the folder again if it may have changed since it was listed; false if it is gone.
-    bool Refresh();
-    // The bytes of manifest entry i, read as ReadManifestBytes reads them; while the listing
-    // holds its folder open, the entry is opened relative to it.
-    QByteArray ReadEntry(int i, bool* ok);
-    // Lets go of the open folder, as before a walk goes down into a sub-folder.
-    void Release();
-    ~FolderListing();
-    FolderListing(const FolderListing&) = delete;
-    FolderListing& operator=(const FolderListing&) = delete;
-
-    // The kind of an entry whose listing gave the type `direntType` (a d_type value); an
-    // unknown type or a link costs one stat, which follows the link.
-    static Kind KindOf(const QString& path, int direntType);
-
-private:
-    struct Entry {
-        QString name;
-        QByteArray native;
-        int type;
-        int kind; // -1 until asked
-    };
-    bool List();
-
-    FolderItem mFolder;
-    bool mOpen = false;
-    int mFd = -1;
-    quint64 mDevice = 0, mInode = 0;
-    long long mStamp = -1, mListedAt = -1;
-    std::vector<Entry> mEntries;
-};
-
 // A manifest's bytes, read once: ok is false when it can't be opened, isn't a regular file or
 // holds more than kMaxManifestBytes.
 QByteArray ReadManifestBytes(const FolderItem& item, bool* ok);
@@ -114,45 +64,3 @@ FolderItem GetFolderItem(const QString& path);
 namespace SpecialFolder {
 FolderItem Documents();
 } // namespace SpecialFolder
-
-// Files are read whole and cut into lines from memory; text is taken as UTF-8. A file over
-// kMaxManifestBytes can't be opened.
-class TextInputStream {
-public:
-    static std::unique_ptr<TextInputStream> Open(const FolderItem& item);
-    // A stream over text read before, so that bytes read once can go to more than one use.
-    static std::unique_ptr<TextInputStream> OfText(QString text);
-    // All of the text, wherever reading stands.
-    const QString& Text() const { return mText; }
-
-    QString ReadLine();
-    // Trim(ReadLine()) without the copy in between.
-    QString ReadTrimmedLine();
-    // ReadTrimmedLine as a view into Text(), for readers that keep only cuts of the line.
-    QStringView ReadTrimmedLineView();
-    QString ReadAll();
-    bool Eof() const { return mPos >= mText.size(); }
-    void Close() {}
-
-private:
-    explicit TextInputStream(QString text) : mText(std::move(text)) {}
-    QStringView NextLine(bool trimmed);
-
-    QString mText;
-    qsizetype mPos = 0;
-};
-
-class TextOutputStream {
-public:
-    static std::unique_ptr<TextOutputStream> Create(const FolderItem& item);
-    ~TextOutputStream();
-
-    void Write(const QString& text);
-    // The file is in place only once this returns true; until then the old one stands.
-    bool Close();
-
-private:
-    struct File;
-    explicit TextOutputStream(std::unique_ptr<File> file);
-    std::unique_ptr<File> mFile;
-};

@@ -1,5 +1,7 @@
 #include "platform/LogView.h"
 
+#include "platform/TerminalKeys.h"
+
 #include <QAccessible>
 #include <QAccessibleWidget>
 #include <QApplication>
@@ -25,38 +27,11 @@ namespace {
 constexpr int kMargin = 4;
 constexpr int kRepaintMs = 33;
 
-#ifdef Q_OS_MACOS
-// Cmd is Qt's Control there and stays the menu's; the Control key itself is Meta.
-constexpr Qt::KeyboardModifier kTerminalControl = Qt::MetaModifier;
-#else
-constexpr Qt::KeyboardModifier kTerminalControl = Qt::ControlModifier;
-#endif
-
-constexpr Qt::KeyboardModifiers kChordKeys = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
-
-// Ctrl+Shift+C and Ctrl+Shift+V: copy and paste in a terminal, where Ctrl+C belongs to the board.
-bool IsTerminalClipboardKey(const QKeyEvent* event) {
-#ifdef Q_OS_MACOS
-    Q_UNUSED(event);
-    return false;
-#else
-    const Qt::KeyboardModifiers mods = event->modifiers() & (kChordKeys | Qt::ShiftModifier);
-    return mods == (Qt::ControlModifier | Qt::ShiftModifier) &&
-           (event->key() == Qt::Key_C || event->key() == Qt::Key_V);
-#endif
-}
-
 QString Printable(QString text) {
     for (QChar& c : text)
         if (c.unicode() < 0x20 || c.unicode() == 0x7F)
             c = QLatin1Char(' ');
     return text;
-}
-
-bool IsTypedText(const QString& text) {
-    if (text.isEmpty())
-        return false;
-    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() >= 0x20 && c.unicode() != 0x7F; });
 }
 
 bool IsWordCharacter(QChar c) {
@@ -537,21 +512,12 @@ void LogView::paintEvent(QPaintEvent*) {
 
 // ---- Keys ----
 
-bool LogView::IsTerminalControl(const QKeyEvent* event) const {
-    if (IsTerminalClipboardKey(event))
-        return false;
-    const Qt::KeyboardModifiers mods = event->modifiers();
-    return event->key() >= Qt::Key_A && event->key() <= Qt::Key_Z && (mods & kTerminalControl) &&
-           !(mods & Qt::AltModifier);
-}
-
 bool LogView::event(QEvent* event) {
     if (event->type() == QEvent::ShortcutOverride) {
         auto* key = static_cast<QKeyEvent*>(event);
         // The pane's own keys win over the menu's; the Edit keys without a session go to the menu.
-        const bool own = IsTerminalClipboardKey(key) || (mTerminalKeys && IsTerminalControl(key)) ||
-                         (!(key->modifiers() & kChordKeys) && !key->text().isEmpty());
-        if (own) {
+        if (TerminalKeys::RouteOf(key->key(), key->modifiers(), key->text(), mTerminalKeys) !=
+            TerminalKeys::Route::Menu) {
             event->accept();
             return true;
         }
@@ -560,15 +526,19 @@ bool LogView::event(QEvent* event) {
 }
 
 bool LogView::EditByShortcut(QKeyEvent* event) {
-    if (IsTerminalClipboardKey(event)) {
-        if (event->key() == Qt::Key_C)
-            copy();
-        else
-            paste();
+    switch (TerminalKeys::RouteOf(event->key(), event->modifiers(), event->text(), mTerminalKeys)) {
+    case TerminalKeys::Route::Copy:
+        copy();
         return true;
-    }
-    if (mTerminalKeys && IsTerminalControl(event))
+    case TerminalKeys::Route::Paste:
+        paste();
+        return true;
+    case TerminalKeys::Route::Board:
         return false;
+    case TerminalKeys::Route::Pane:
+    case TerminalKeys::Route::Menu:
+        break;
+    }
     // Reached only where no menu took the key: the pane does what the Edit menu would.
     if (event->matches(QKeySequence::Copy))
         copy();
@@ -629,9 +599,8 @@ void LogView::keyPressEvent(QKeyEvent* event) {
         event->accept();
         return;
     }
-    const bool control = mTerminalKeys && IsTerminalControl(event);
-    // Ctrl+C is ETX on the line whatever the platform put into the event's text.
-    const QString text = control ? QString(QChar(event->key() - Qt::Key_A + 1)) : event->text();
+    const bool control = mTerminalKeys && TerminalKeys::IsControlKey(event->key(), event->modifiers());
+    const QString text = control ? QString(TerminalKeys::ControlCharacter(event->key())) : event->text();
     if (mKeyHandler && mKeyHandler(text)) {
         event->accept();
         return;
@@ -661,7 +630,7 @@ void LogView::keyPressEvent(QKeyEvent* event) {
         UserReplace(from, to - from, QStringLiteral("\n"), true);
         break;
     default:
-        if (!IsTypedText(text) || (event->modifiers() & (Qt::ControlModifier | Qt::MetaModifier))) {
+        if (!TerminalKeys::IsTypedText(text) || (event->modifiers() & (Qt::ControlModifier | Qt::MetaModifier))) {
             event->ignore();
             return;
         }

@@ -40,7 +40,6 @@ public:
     void SetTerminalKeys(bool on) { mTerminalKeys = on; }
     // Called with each key's text before the pane handles it; true consumes the key.
     void SetKeyHandler(std::function<bool(const QString&)> handler) { mKeyHandler = std::move(handler); }
-    bool IsUndoAvailable() const { return !mUndo.empty(); }
     // Where the caret, or a character, is on screen, in viewport coordinates.
     QRect CaretRect() const;
     QRect CharacterRect(qint64 at) const;
@@ -102,7 +101,6 @@ private:
     qint64 NextPosition(qint64 at) const;
     bool MoveByKey(QKeyEvent* event);
     bool EditByShortcut(QKeyEvent* event);
-    bool IsTerminalControl(const QKeyEvent* event) const;
     void EnsureCaretVisible();
     void Notify(qint64 from, const QString& removed, const QString& inserted);
 

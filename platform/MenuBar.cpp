@@ -10,18 +10,20 @@
 #include <QPlainTextEdit>
 #include <QStringList>
 
+#include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace {
 
+// One row per menu item; what an item does is its action, whatever kind of item it is.
 struct Entry {
     QString menu;
     QString name;
     QString caption;
     QString shortcut;
-    enum Kind { Command, Edit, Quit, Separator } kind = Command;
+    enum Kind { Command, Quit, Separator } kind = Command;
     std::function<bool()> action;
-    MenuBar::EditCommand edit = MenuBar::EditCommand::Undo;
 };
 
 // "Cmd+N" is the command key on macOS; Qt's Ctrl already means that there and Control elsewhere.
@@ -31,72 +33,39 @@ QKeySequence ToKeys(const QString& shortcut) {
     return QKeySequence(keys);
 }
 
+// One row per edit command: what it does in each kind of text control that can have the focus.
+struct EditRow {
+    MenuBar::EditCommand command;
+    void (*log)(LogView*);
+    void (*edit)(QPlainTextEdit*);
+    void (*line)(QLineEdit*);
+};
+
+using Edit = MenuBar::EditCommand;
+const EditRow kEditRows[] = {
+    {Edit::Undo, [](LogView* w) { w->undo(); }, [](QPlainTextEdit* w) { w->undo(); }, [](QLineEdit* w) { w->undo(); }},
+    {Edit::Cut, [](LogView* w) { w->cut(); }, [](QPlainTextEdit* w) { w->cut(); }, [](QLineEdit* w) { w->cut(); }},
+    {Edit::Copy, [](LogView* w) { w->copy(); }, [](QPlainTextEdit* w) { w->copy(); }, [](QLineEdit* w) { w->copy(); }},
+    {Edit::Paste, [](LogView* w) { w->paste(); }, [](QPlainTextEdit* w) { w->paste(); },
+     [](QLineEdit* w) { w->paste(); }},
+    {Edit::Clear, [](LogView* w) { w->del(); }, [](QPlainTextEdit* w) { w->textCursor().removeSelectedText(); },
+     [](QLineEdit* w) { w->del(); }},
+    {Edit::SelectAll, [](LogView* w) { w->selectAll(); }, [](QPlainTextEdit* w) { w->selectAll(); },
+     [](QLineEdit* w) { w->selectAll(); }},
+};
+
 void RunEdit(MenuBar::EditCommand command) {
+    const auto row = std::find_if(std::begin(kEditRows), std::end(kEditRows),
+                                  [command](const EditRow& r) { return r.command == command; });
+    if (row == std::end(kEditRows))
+        return;
     QWidget* focus = QApplication::focusWidget();
-    if (auto* log = qobject_cast<LogView*>(focus)) {
-        switch (command) {
-        case MenuBar::EditCommand::Undo:
-            log->undo();
-            break;
-        case MenuBar::EditCommand::Cut:
-            log->cut();
-            break;
-        case MenuBar::EditCommand::Copy:
-            log->copy();
-            break;
-        case MenuBar::EditCommand::Paste:
-            log->paste();
-            break;
-        case MenuBar::EditCommand::Clear:
-            log->del();
-            break;
-        case MenuBar::EditCommand::SelectAll:
-            log->selectAll();
-            break;
-        }
-    } else if (auto* edit = qobject_cast<QPlainTextEdit*>(focus)) {
-        switch (command) {
-        case MenuBar::EditCommand::Undo:
-            edit->undo();
-            break;
-        case MenuBar::EditCommand::Cut:
-            edit->cut();
-            break;
-        case MenuBar::EditCommand::Copy:
-            edit->copy();
-            break;
-        case MenuBar::EditCommand::Paste:
-            edit->paste();
-            break;
-        case MenuBar::EditCommand::Clear:
-            edit->textCursor().removeSelectedText();
-            break;
-        case MenuBar::EditCommand::SelectAll:
-            edit->selectAll();
-            break;
-        }
-    } else if (auto* line = qobject_cast<QLineEdit*>(focus)) {
-        switch (command) {
-        case MenuBar::EditCommand::Undo:
-            line->undo();
-            break;
-        case MenuBar::EditCommand::Cut:
-            line->cut();
-            break;
-        case MenuBar::EditCommand::Copy:
-            line->copy();
-            break;
-        case MenuBar::EditCommand::Paste:
-            line->paste();
-            break;
-        case MenuBar::EditCommand::Clear:
-            line->del();
-            break;
-        case MenuBar::EditCommand::SelectAll:
-            line->selectAll();
-            break;
-        }
-    }
+    if (auto* log = qobject_cast<LogView*>(focus))
+        row->log(log);
+    else if (auto* edit = qobject_cast<QPlainTextEdit*>(focus))
+        row->edit(edit);
+    else if (auto* line = qobject_cast<QLineEdit*>(focus))
+        row->line(line);
 }
 
 } // namespace
@@ -125,20 +94,26 @@ void MenuBar::AddMenu(const QString& name, const QString& caption) {
 
 void MenuBar::AddItem(const QString& menu, const QString& name, const QString& caption, const QString& shortcut,
                       std::function<bool()> action) {
-    d->entries.push_back({menu, name, caption, shortcut, Entry::Command, std::move(action), EditCommand::Undo});
+    d->entries.push_back({menu, name, caption, shortcut, Entry::Command, std::move(action)});
 }
 
 void MenuBar::AddEditItem(const QString& menu, const QString& name, const QString& caption, const QString& shortcut,
                           EditCommand command) {
-    d->entries.push_back({menu, name, caption, shortcut, Entry::Edit, nullptr, command});
+    d->entries.push_back({menu, name, caption, shortcut, Entry::Command, [command] {
+                              RunEdit(command);
+                              return true;
+                          }});
 }
 
 void MenuBar::AddQuitItem(const QString& menu, const QString& name, const QString& caption, const QString& shortcut) {
-    d->entries.push_back({menu, name, caption, shortcut, Entry::Quit, nullptr, EditCommand::Undo});
+    d->entries.push_back({menu, name, caption, shortcut, Entry::Quit, [] {
+                              QCoreApplication::quit();
+                              return true;
+                          }});
 }
 
 void MenuBar::AddSeparator(const QString& menu, const QString& name) {
-    d->entries.push_back({menu, name, QStringLiteral("-"), QString(), Entry::Separator, nullptr, EditCommand::Undo});
+    d->entries.push_back({menu, name, QStringLiteral("-"), QString(), Entry::Separator, nullptr});
 }
 
 QStringList MenuBar::MenuNames() const {
@@ -168,21 +143,7 @@ QString MenuBar::Shortcut(const QString& name) const {
 
 bool MenuBar::Trigger(const QString& name) {
     const Entry* e = d->Find(name);
-    if (!e)
-        return false;
-    switch (e->kind) {
-    case Entry::Command:
-        return e->action ? e->action() : false;
-    case Entry::Edit:
-        RunEdit(e->edit);
-        return true;
-    case Entry::Quit:
-        QCoreApplication::quit();
-        return true;
-    case Entry::Separator:
-        return false;
-    }
-    return false;
+    return e && e->action ? e->action() : false;
 }
 
 QMenuBar* MenuBar::BuildWidget(QWidget* parent) const {

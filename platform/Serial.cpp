@@ -1,48 +1,8 @@
 #include "platform/Serial.h"
 
-#include "platform/Dialogs.h"
-#include "platform/PortList.h"
+#include "platform/SerialPorts.h"
 
 #include <QSerialPort>
-
-namespace SeamsDetail {
-std::function<QList<SerialPort>()>& SerialPortSource();
-}
-
-namespace {
-
-// The count takes the list, and the walk over it that follows reads from that.
-QList<SerialPort>& Snapshot() {
-    static QList<SerialPort> ports;
-    return ports;
-}
-
-} // namespace
-
-namespace System {
-
-int SerialPortCount() {
-    if (const auto& source = SeamsDetail::SerialPortSource())
-        return int(source().size());
-    Snapshot() = ListSerialPorts();
-    return int(Snapshot().size());
-}
-
-SerialPort SerialPortAt(int index) {
-    const auto& source = SeamsDetail::SerialPortSource();
-    const QList<SerialPort> ports = source ? source() : Snapshot();
-    return index >= 0 && index < ports.size() ? ports.at(index) : SerialPort{};
-}
-
-QString DevicePath(const QString& name) {
-#ifdef Q_OS_MACOS
-    return QStringLiteral("/dev/cu.") + name;
-#else
-    return QStringLiteral("/dev/") + name;
-#endif
-}
-
-} // namespace System
 
 Serial::Serial() = default;
 

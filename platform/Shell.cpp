@@ -150,12 +150,8 @@ void Shell::EndWatch() {
     mWatch = -1;
 }
 
-QByteArray Shell::ReadAllBytes() {
-    return mProcess ? mProcess->readAll() : QByteArray();
-}
-
 QString Shell::ReadAll() {
-    return QString::fromUtf8(ReadAllBytes());
+    return mProcess ? QString::fromUtf8(mProcess->readAll()) : QString();
 }
 
 bool Shell::IsRunning() const {

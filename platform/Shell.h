@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QObject>
 #include <QString>
 
@@ -17,14 +16,10 @@ public:
 
     int Mode = 1;
     int TimeOut = 6000;
-    QString Arguments;
-    QString Backend;
-    bool Canonical = false;
 
     void Execute(const QString& command);
     // All output since the last read, taken as UTF-8.
     QString ReadAll();
-    QByteArray ReadAllBytes();
     bool IsRunning() const;
     void Kill();
     qint64 ProcessId() const;

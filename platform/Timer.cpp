@@ -4,8 +4,8 @@
 
 Timer::Timer() : mTimer(new QTimer(this)) {
     connect(mTimer, &QTimer::timeout, this, [this] {
-        if (mMode == 1)
-            mMode = 0;
+        if (mMode == ModeSingle)
+            mMode = ModeOff;
         emit Action();
     });
 }
@@ -13,9 +13,9 @@ Timer::Timer() : mTimer(new QTimer(this)) {
 void Timer::SetMode(int mode) {
     mMode = mode;
     mTimer->stop();
-    if (mode == 0)
+    if (mode == ModeOff)
         return;
-    mTimer->setSingleShot(mode == 1);
+    mTimer->setSingleShot(mode == ModeSingle);
     mTimer->start(mPeriod);
 }
 

@@ -4,10 +4,18 @@
 
 class QTimer;
 
-// Mode 0 off, 1 fires once after Period milliseconds, 2 fires every Period.
 class Timer : public QObject {
     Q_OBJECT
 public:
+    // What SetMode takes and Mode gives.
+    enum Modes {
+        ModeOff = 0,
+        // Fires once after Period milliseconds, then is off again.
+        ModeSingle = 1,
+        // Fires every Period milliseconds.
+        ModeMultiple = 2,
+    };
+
     Timer();
     int Mode() const { return mMode; }
     void SetMode(int mode);
@@ -19,6 +27,6 @@ signals:
 
 private:
     QTimer* mTimer;
-    int mMode = 0;
+    int mMode = ModeOff;
     int mPeriod = 1000;
 };

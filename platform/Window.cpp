@@ -1,6 +1,7 @@
 #include "platform/Window.h"
 
-#include "platform/Controls.h"
+#include "platform/Control.h"
+#include "platform/DragItem.h"
 #include "platform/MenuBar.h"
 
 #include <QCloseEvent>
@@ -11,29 +12,6 @@
 #include <QMimeData>
 
 #include <algorithm>
-
-// ---- DragItem ----
-
-DragItem::DragItem(QList<QUrl> urls) : mUrls(std::move(urls)) {}
-
-bool DragItem::FolderItemAvailable() const {
-    return mIndex < mUrls.size() && mUrls.at(mIndex).isLocalFile();
-}
-
-FolderItem DragItem::Item() const {
-    if (!FolderItemAvailable())
-        return FolderItem();
-    return FolderItem(mUrls.at(mIndex).toLocalFile());
-}
-
-bool DragItem::NextItem() {
-    if (mIndex + 1 >= mUrls.size())
-        return false;
-    ++mIndex;
-    return true;
-}
-
-// ---- Window ----
 
 namespace {
 
@@ -209,10 +187,6 @@ void Window::Close() {
 
 bool Window::IsVisible() const {
     return mMain->isVisible();
-}
-
-bool Window::IsActive() const {
-    return mMain->isActiveWindow();
 }
 
 QString Window::Title() const {

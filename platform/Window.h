@@ -1,32 +1,17 @@
 #pragma once
 
-#include "platform/FolderItem.h"
-
 #include <QList>
 #include <QObject>
 #include <QString>
-#include <QUrl>
 
 #include <functional>
 #include <vector>
 
 class Control;
+class DragItem;
 class QMainWindow;
 class QMimeData;
 class MenuBar;
-
-// The items of one drag, walked with NextItem.
-class DragItem {
-public:
-    explicit DragItem(QList<QUrl> urls);
-    bool FolderItemAvailable() const;
-    FolderItem Item() const;
-    bool NextItem();
-
-private:
-    QList<QUrl> mUrls;
-    int mIndex = 0;
-};
 
 struct WindowSettings {
     int Width = 0, Height = 0;
@@ -51,7 +36,6 @@ public:
     void Show();
     void Close();
     bool IsVisible() const;
-    bool IsActive() const;
     QString Title() const;
     int Width() const;
     int Height() const;

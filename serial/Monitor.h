@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Serial.h"
+#include "platform/SerialPort.h"
 
 #include <QList>
 #include <QString>

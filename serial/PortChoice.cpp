@@ -1,5 +1,6 @@
 #include "serial/Monitor.h"
 
+#include "platform/SerialPorts.h"
 #include "platform/Text.h"
 
 namespace {

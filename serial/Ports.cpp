@@ -1,3 +1,4 @@
+#include "platform/SerialPorts.h"
 #include "serial/Monitor.h"
 #include "window/EspWin.h"
 

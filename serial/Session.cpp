@@ -1,4 +1,5 @@
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
+#include "platform/SerialPorts.h"
 #include "platform/Text.h"
 #include "serial/Monitor.h"
 #include "window/EspWin.h"

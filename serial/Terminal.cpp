@@ -8,7 +8,7 @@ void EspWin::MySerial_DataAvailable() {
     if (s.isEmpty())
         return;
     rEF.AppendText(s);
-    rEF.SetScrollPosition(10000);
+    rEF.SetScrollPosition(TextArea::kScrollLineLimit);
 }
 
 bool EspWin::rEF_KeyDown(const QString& key) {

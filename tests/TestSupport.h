@@ -3,8 +3,8 @@
 // Shared helpers for the test programs: the folder beside the program, files on disk,
 // the seams, pseudo-terminals and a fresh window.
 
-#include "platform/Dialogs.h"
 #include "platform/FolderItem.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QCoreApplication>

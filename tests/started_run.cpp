@@ -1,5 +1,5 @@
 #include "platform/Application.h"
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
 #include "window/EspWin.h"
 
 #include <QCoreApplication>

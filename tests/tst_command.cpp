@@ -1,7 +1,7 @@
 #include "FlashSupport.h"
 #include "TestSupport.h"
 
-#include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 
 #include <QProcess>
 #include <QTemporaryDir>

@@ -1,7 +1,11 @@
-#include "platform/Controls.h"
+#include "platform/Graphics.h"
+#include "platform/Listbox.h"
 #include "platform/LogText.h"
 #include "platform/LogView.h"
 #include "platform/MenuBar.h"
+#include "platform/PopupMenu.h"
+#include "platform/TextArea.h"
+#include "platform/TextField.h"
 #include "platform/Timer.h"
 
 #include <QImage>

@@ -2,6 +2,7 @@
 
 #include "app/App.h"
 #include "platform/Application.h"
+#include "platform/SingleInstance.h"
 #include "platform/Yield.h"
 #include "window/EspWin.h"
 

@@ -1,4 +1,7 @@
 #include "platform/FolderItem.h"
+#include "platform/FolderListing.h"
+#include "platform/TextInputStream.h"
+#include "platform/TextOutputStream.h"
 
 #include "TestSupport.h"
 

@@ -2,7 +2,7 @@
 #include "TestSupport.h"
 
 #include "catalogue/TemplateWords.h"
-#include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 
 #include <QProcess>
 #include <QTemporaryDir>

@@ -1,4 +1,4 @@
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
 #include "serial/Monitor.h"
 
 #include <QTest>

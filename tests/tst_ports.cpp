@@ -3,7 +3,7 @@
 #include "TestSupport.h"
 
 #include "platform/PortList.h"
-#include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 #include "serial/Monitor.h"
 #include "window/EspWin.h"
 

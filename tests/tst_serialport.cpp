@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 
 #include <QSignalSpy>
 #include <QTest>

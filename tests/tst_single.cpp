@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include "platform/Application.h"
+#include "platform/SingleInstance.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -3,7 +3,7 @@
 
 #include "app/App.h"
 #include "platform/MenuBar.h"
-#include "platform/Serial.h"
+#include "platform/SerialPort.h"
 #include "window/EspWin.h"
 
 #include <QAbstractScrollArea>

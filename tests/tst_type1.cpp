@@ -1,7 +1,7 @@
 #include "CatalogueSupport.h"
 #include "Type1Support.h"
 
-#include "platform/Serial.h"
+#include "platform/SerialPorts.h"
 #include "platform/Text.h"
 
 #include <QDir>

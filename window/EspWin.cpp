@@ -213,7 +213,7 @@ void EspWin::CreateControls() {
 
     SelectFiremTimer.setObjectName("SelectFiremTimer");
     SelectFiremTimer.SetPeriod(1000);
-    SelectFiremTimer.SetMode(0);
+    SelectFiremTimer.SetMode(Timer::ModeOff);
 }
 
 void EspWin::WireHandlers() {

@@ -1,4 +1,4 @@
-#include "platform/Dialogs.h"
+#include "platform/Seams.h"
 
 #include "platform/Yield.h"
 
@@ -12,15 +12,9 @@ std::function<FolderItem()> gSelectFolder;
 std::function<FolderItem(const OpenDialog&)> gOpenDialog;
 std::function<void(const QString&)> gMsgBox;
 std::function<void()> gBeep;
+std::function<QList<SerialPort>()> gSerialPorts;
 
 } // namespace
-
-namespace SeamsDetail {
-std::function<QList<SerialPort>()>& SerialPortSource() {
-    static std::function<QList<SerialPort>()> source;
-    return source;
-}
-} // namespace SeamsDetail
 
 FolderItem SelectFolder() {
     if (gSelectFolder)
@@ -79,13 +73,16 @@ void SetBeep(std::function<void()> sound) {
     gBeep = std::move(sound);
 }
 void SetSerialPorts(std::function<QList<SerialPort>()> ports) {
-    SeamsDetail::SerialPortSource() = std::move(ports);
+    gSerialPorts = std::move(ports);
+}
+const std::function<QList<SerialPort>()>& SerialPorts() {
+    return gSerialPorts;
 }
 void Reset() {
     gSelectFolder = nullptr;
     gOpenDialog = nullptr;
     gMsgBox = nullptr;
     gBeep = nullptr;
-    SeamsDetail::SerialPortSource() = nullptr;
+    gSerialPorts = nullptr;
 }
 } // namespace Seams

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/FolderItem.h"
-#include "platform/Serial.h"
+#include "platform/SerialPort.h"
 
 #include <QList>
 #include <QString>
@@ -9,7 +9,7 @@
 #include <functional>
 
 // What asks the person at the machine, and the machine's serial ports. Tests answer them
-// through the Seams below; the program itself never sets a seam.
+// through the setters below; the program itself never sets a seam.
 
 FolderItem SelectFolder();
 void MsgBox(const QString& text);
@@ -30,5 +30,7 @@ void SetOpenDialog(std::function<FolderItem(const OpenDialog&)> answer);
 void SetMsgBox(std::function<void(const QString&)> answer);
 void SetBeep(std::function<void()> sound);
 void SetSerialPorts(std::function<QList<SerialPort>()> ports);
+// The port list a test set; empty when the machine's own ports are to be listed.
+const std::function<QList<SerialPort>()>& SerialPorts();
 void Reset();
 } // namespace Seams
