@@ -1,6 +1,6 @@
 #include "flash/CommandTemplate.h"
 
-#include "platform/SerialPorts.h"
+#include "platform/SerialPort.h"
 #include "platform/Text.h"
 
 namespace CommandTemplate {

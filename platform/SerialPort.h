@@ -10,3 +10,8 @@ struct SerialPort {
     QString Device;
     quint16 VendorId = 0;
 };
+
+namespace System {
+// The device path the flash tool is given for a port row.
+QString DevicePath(const QString& name);
+} // namespace System

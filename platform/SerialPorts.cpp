@@ -28,12 +28,4 @@ SerialPort SerialPortAt(int index) {
     return index >= 0 && index < ports.size() ? ports.at(index) : SerialPort{};
 }
 
-QString DevicePath(const QString& name) {
-#ifdef Q_OS_MACOS
-    return QStringLiteral("/dev/cu.") + name;
-#else
-    return QStringLiteral("/dev/") + name;
-#endif
-}
-
 } // namespace System

@@ -9,6 +9,4 @@
 namespace System {
 int SerialPortCount();
 SerialPort SerialPortAt(int index);
-// The device path the flash tool is given for a port row.
-QString DevicePath(const QString& name);
 } // namespace System

@@ -1,6 +1,5 @@
 #include "serial/Monitor.h"
 
-#include "platform/SerialPorts.h"
 #include "platform/Text.h"
 
 namespace {
@@ -43,17 +42,6 @@ int DefaultPortRowByVendor(const QList<SerialPort>& ports) {
             return i;
     }
     return 0;
-}
-
-std::optional<SerialPort> FindPresentPort(const QString& name) {
-    // The list in PortPM may be stale: only a port the machine has right now will do.
-    const int count = System::SerialPortCount();
-    for (int i = 0; i < count; ++i) {
-        const SerialPort port = System::SerialPortAt(i);
-        if (Same(port.Name, name))
-            return port;
-    }
-    return std::nullopt;
 }
 
 void RememberPort(RecentPorts& recent, const QString& port) {

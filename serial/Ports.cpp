@@ -1,6 +1,18 @@
 #include "platform/SerialPorts.h"
+#include "platform/Text.h"
 #include "serial/Monitor.h"
 #include "window/EspWin.h"
+
+std::optional<SerialPort> FindPresentPort(const QString& name) {
+    // The list in PortPM may be stale: only a port the machine has right now will do.
+    const int count = System::SerialPortCount();
+    for (int i = 0; i < count; ++i) {
+        const SerialPort port = System::SerialPortAt(i);
+        if (Same(port.Name, name))
+            return port;
+    }
+    return std::nullopt;
+}
 
 void EspWin::MakeSerialPortPopupMenu() {
     // A port that misbehaves while being listed costs only the rest of the list.

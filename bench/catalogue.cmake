@@ -1,1 +1,0 @@
-corvane_bench(bench_catalogue bench_catalogue.cpp)

@@ -1,1 +1,0 @@
-corvane_bench(bench_flash bench_flash.cpp)

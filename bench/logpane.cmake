@@ -1,1 +1,0 @@
-corvane_bench(bench_logpane bench_logpane.cpp)

@@ -1,5 +1,0 @@
-corvane_bench(bench_ports bench_ports.cpp)
-add_library(sysfs_shim MODULE sysfs_shim.cpp)
-target_link_libraries(sysfs_shim PRIVATE dl)
-add_dependencies(bench_ports sysfs_shim)
-target_compile_definitions(bench_ports PRIVATE CORVANE_SYSFS_SHIM="$<TARGET_FILE:sysfs_shim>")

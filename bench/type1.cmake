@@ -1,1 +1,0 @@
-corvane_bench(bench_type1 bench_type1.cpp)

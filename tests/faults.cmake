@@ -1,1 +1,0 @@
-corvane_test(tst_faults tst_faults.cpp)

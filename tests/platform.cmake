@@ -1,7 +1,0 @@
-corvane_test(tst_text tst_text.cpp)
-corvane_test(tst_files tst_files.cpp)
-corvane_test(tst_controls tst_controls.cpp)
-corvane_test(tst_shell tst_shell.cpp)
-corvane_test(tst_window tst_window.cpp)
-corvane_test(tst_serialport tst_serialport.cpp)
-corvane_test(tst_terminalkeys tst_terminalkeys.cpp)
