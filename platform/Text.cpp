@@ -62,21 +62,6 @@ QStringView FieldView(QStringView s, QStringView sep, int n, Qt::CaseSensitivity
     return end < 0 ? s.mid(from) : s.mid(from, end - from);
 }
 
-int CountFields(const QString& s, const QString& sep) {
-    if (sep.isEmpty())
-        return 1;
-    const Qt::CaseSensitivity cs = CaseFor(sep);
-    int count = 1;
-    qsizetype from = 0;
-    for (;;) {
-        const qsizetype at = s.indexOf(sep, from, cs);
-        if (at < 0)
-            return count;
-        ++count;
-        from = at + sep.size();
-    }
-}
-
 QString Mid(const QString& s, int start) {
     if (start < 1)
         start = 1;
@@ -93,10 +78,6 @@ QString Mid(const QString& s, int start, int length) {
 
 QString Left(const QString& s, int n) {
     return n <= 0 ? QString() : s.left(n);
-}
-
-QString Right(const QString& s, int n) {
-    return n <= 0 ? QString() : s.right(n);
 }
 
 int Len(const QString& s) {
@@ -173,20 +154,6 @@ double Val(const QString& s) {
         }
     }
     return std::strtod(QByteArray(begin, int(p - begin)).constData(), nullptr);
-}
-
-QString Str(long long n) {
-    return QString::number(n);
-}
-
-QString Str(long long n, const QString& format) {
-    // Only zero padding is used: the number of zeros is the least number of digits.
-    int width = 0;
-    for (const QChar c : format)
-        if (c == QLatin1Char('0'))
-            ++width;
-    const QString digits = QString::number(n < 0 ? -n : n);
-    return (n < 0 ? QStringLiteral("-") : QString()) + digits.rightJustified(width, QLatin1Char('0'));
 }
 
 namespace EndOfLine {

@@ -18,12 +18,10 @@ int InStrB(int start, const QString& s, const QString& find);
 QString NthField(const QString& s, const QString& sep, int n);
 // Field n of s as a view, with the letter case rule given; nothing for an empty separator.
 QStringView FieldView(QStringView s, QStringView sep, int n, Qt::CaseSensitivity cs);
-int CountFields(const QString& s, const QString& sep);
 
 QString Mid(const QString& s, int start);
 QString Mid(const QString& s, int start, int length);
 QString Left(const QString& s, int n);
-QString Right(const QString& s, int n);
 int Len(const QString& s);
 QString Trim(const QString& s);
 
@@ -39,12 +37,6 @@ QString ReplaceLineEndings(const QString& s, const QString& lineEnd);
 QString ShellWord(const QString& s);
 
 double Val(const QString& s);
-QString Str(long long n);
-QString Str(long long n, const QString& format);
-
-template <typename T> T Min(T a, T b) {
-    return b < a ? b : a;
-}
 
 namespace EndOfLine {
 QString Native();

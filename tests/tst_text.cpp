@@ -19,28 +19,27 @@ void TstText::fields_data() {
     QTest::addColumn<QString>("sep");
     QTest::addColumn<int>("n");
     QTest::addColumn<QString>("field");
-    QTest::addColumn<int>("count");
 
     QTest::newRow("first") << "a,b,c"
-                           << "," << 1 << "a" << 3;
+                           << "," << 1 << "a";
     QTest::newRow("middle") << "a,b,c"
-                            << "," << 2 << "b" << 3;
+                            << "," << 2 << "b";
     QTest::newRow("past the last") << "a,b,c"
-                                   << "," << 4 << "" << 3;
+                                   << "," << 4 << "";
     QTest::newRow("sep absent, n=1 is all") << "abc"
-                                            << "," << 1 << "abc" << 1;
+                                            << "," << 1 << "abc";
     QTest::newRow("sep absent, n=2 is empty") << "abc"
-                                              << "," << 2 << "" << 1;
+                                              << "," << 2 << "";
     QTest::newRow("case ignored") << "oneXSEPtwo"
-                                  << "xsep" << 2 << "two" << 2;
+                                  << "xsep" << 2 << "two";
     QTest::newRow("multi-char sep") << "\"a\": \"b\": c"
-                                    << "\": " << 2 << "\"b" << 3;
+                                    << "\": " << 2 << "\"b";
     QTest::newRow("empty fields") << ",,"
-                                  << "," << 2 << "" << 3;
+                                  << "," << 2 << "";
     QTest::newRow("empty string") << ""
-                                  << "," << 1 << "" << 1;
+                                  << "," << 1 << "";
     QTest::newRow("non-ASCII") << "ä_0xé_0xö"
-                               << "_0X" << 2 << "é" << 3;
+                               << "_0X" << 2 << "é";
 }
 
 void TstText::fields() {
@@ -48,9 +47,7 @@ void TstText::fields() {
     QFETCH(QString, sep);
     QFETCH(int, n);
     QFETCH(QString, field);
-    QFETCH(int, count);
     QCOMPARE(NthField(s, sep, n), field);
-    QCOMPARE(CountFields(s, sep), count);
 }
 
 void TstText::positions() {
@@ -80,9 +77,6 @@ void TstText::cutting() {
     QCOMPARE(Mid("Hello", 2, 3), QString("ell"));
     QCOMPARE(Left("Hello", 2), QString("He"));
     QCOMPARE(Left("Hi", 5), QString("Hi"));
-    QCOMPARE(Right("a.json", 5), QString(".json"));
-    QCOMPARE(Right("json", 5), QString("json"));
-    QCOMPARE(Right("", 1), QString());
     // Characters, not bytes.
     QCOMPARE(Len(QString::fromUtf8("日本")), 2);
     QCOMPARE(Mid(QString::fromUtf8("日本語"), 2, 1), QString::fromUtf8("本"));
@@ -98,11 +92,6 @@ void TstText::numbers() {
     QCOMPARE(Val(""), 0.0);
     QCOMPARE(Val("1.5"), 1.5);
     QCOMPARE(Val("-7"), -7.0);
-    QCOMPARE(Str(7), QString("7"));
-    QCOMPARE(Str(7, "00"), QString("07"));
-    QCOMPARE(Str(123, "00"), QString("123"));
-    QCOMPARE(Str(0, "00"), QString("00"));
-    QCOMPARE(Min(3, 5), 3);
 }
 
 void TstText::lineEndings() {
