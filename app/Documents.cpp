@@ -1,13 +1,14 @@
+#include "catalogue/Catalogue.h"
 #include "window/EspWin.h"
 
 namespace {
 
 // A folder adds the manifests below it; a single file may also be an image to package.
-void LoadDropped(EspWin& w, const FolderItem& f) {
+void LoadDropped(CatalogueLoader& catalogue, const FolderItem& f) {
     if (f.Directory())
-        w.LoadFirmJsonFolder(f, false);
+        catalogue.LoadFirmJsonFolder(f, false);
     else
-        w.LoadFirmJsonFile(f, true);
+        catalogue.LoadFirmJsonFile(f, true);
 }
 
 } // namespace
@@ -23,15 +24,17 @@ void EspWin::Event_DropObject(DragItem& d) {
         if (IsClosed())
             return;
     } while (d.NextItem());
-    MakeFirmPrisetPM();
+    CatalogueLoader& catalogue = *this;
+    catalogue.MakeFirmPrisetPM();
 }
 
 void EspWin::DoDropFile(const FolderItem& f) {
     if (f.IsNil())
         return;
     mDropBin = int(mFirm.size()) - 1;
-    LoadDropped(*this, f);
+    CatalogueLoader& catalogue = *this;
+    LoadDropped(catalogue, f);
     if (IsClosed())
         return;
-    MakeFirmPrisetPM();
+    catalogue.MakeFirmPrisetPM();
 }

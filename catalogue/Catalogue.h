@@ -43,3 +43,17 @@ QString PackageManifest(const QString& base, const QString& image, const QDateTi
 QString PresetRow(const FirmClass& record);
 
 } // namespace Catalogue
+
+// What another part of the program asks of the catalogue: to add what the user opened or
+// dropped, and to show the presets anew. EspWin implements it.
+class CatalogueLoader {
+public:
+    // Adds the manifests below `folder`.
+    virtual void LoadFirmJsonFolder(const FolderItem& folder, bool allowBin) = 0;
+    // Adds one manifest, or with `allowBin` packages a single image.
+    virtual void LoadFirmJsonFile(const FolderItem& file, bool allowBin) = 0;
+    virtual void MakeFirmPrisetPM() = 0;
+
+protected:
+    ~CatalogueLoader() = default;
+};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "catalogue/FirmClass.h"
+#include "catalogue/Catalogue.h"
 #include "flash/Flash.h"
 #include "platform/BevelButton.h"
 #include "platform/CheckBox.h"
@@ -31,7 +31,7 @@ class MenuBar;
 // of their subsystem; this header groups them the same way. The subsystems' own rules are in
 // flash/Flash.h and serial/Monitor.h; flash reaches the session through PortSession, and the
 // port and speed popups tell the command about a change through PortOrSpeedChanged.
-class EspWin final : public QObject, public PortSession, public CommandComposer {
+class EspWin final : public QObject, public PortSession, public CommandComposer, public CatalogueLoader {
     Q_OBJECT
 public:
     // The implicit instance: the window if one exists, else a new one with its full start-up.
@@ -146,9 +146,9 @@ public:
     // ---- Catalogue (catalogue/) ----
     void LoadFirmJson();
     void LoadTopFolder(const FolderItem& folder);
-    void LoadFirmJsonFolder(const FolderItem& folder, bool allowBin);
-    void LoadFirmJsonFile(const FolderItem& file, bool allowBin);
-    void MakeFirmPrisetPM();
+    void LoadFirmJsonFolder(const FolderItem& folder, bool allowBin) override;
+    void LoadFirmJsonFile(const FolderItem& file, bool allowBin) override;
+    void MakeFirmPrisetPM() override;
     void LoadFirmJsonType0(const FolderItem& file);
     int CheckJsonType(const QString& text);
     void LoadFirmJsonType1(const FolderItem& file);
