@@ -115,7 +115,7 @@ void EspWin::LoadListedFile(FolderListing& listing, int i, bool allowBin) {
         const QByteArray bytes = listing.ReadEntry(i, &ok);
         if (!ok)
             return;
-        LoadFirmJsonText(file, *TextInputStream::OfText(QString::fromUtf8(bytes)));
+        LoadFirmJsonText(file.Parent(), *TextInputStream::OfText(QString::fromUtf8(bytes)));
     } catch (...) {
     }
 }
@@ -130,7 +130,7 @@ void EspWin::LoadFirmJsonFile(const FolderItem& file, bool allowBin) {
             // Gives nothing for what is missing or no regular file, a folder among them.
             const auto stream = TextInputStream::Open(file);
             if (stream)
-                LoadFirmJsonText(file, *stream);
+                LoadFirmJsonText(file.Parent(), *stream);
             return;
         }
         if (allowBin && name.endsWith(QStringLiteral(".bin"), Qt::CaseInsensitive) && file.Exists() &&
@@ -140,15 +140,15 @@ void EspWin::LoadFirmJsonFile(const FolderItem& file, bool allowBin) {
     }
 }
 
-void EspWin::LoadFirmJsonText(const FolderItem& file, TextInputStream& stream) {
+void EspWin::LoadFirmJsonText(const FolderItem& folder, TextInputStream& stream) {
     if (stream.Text().isEmpty())
         return;
     switch (CheckJsonType(stream.Text())) {
     case 0:
-        LoadFirmJsonType0(file, stream);
+        Catalogue::ReadType0(stream, folder, mFirm, [this] { return KeepReading(); });
         break;
     case 1:
-        LoadFirmJsonType1(file, stream);
+        Catalogue::ReadType1(stream, folder, mFirm, [this] { return KeepReading(); });
         break;
     default:
         break;
@@ -161,20 +161,12 @@ int EspWin::CheckJsonType(const QString& text) {
 
 void EspWin::LoadFirmJsonType0(const FolderItem& file) {
     if (const auto stream = TextInputStream::Open(file))
-        LoadFirmJsonType0(file, *stream);
-}
-
-void EspWin::LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream) {
-    Catalogue::ReadType0(stream, file.Parent(), mFirm, [this] { return KeepReading(); });
+        Catalogue::ReadType0(*stream, file.Parent(), mFirm, [this] { return KeepReading(); });
 }
 
 void EspWin::LoadFirmJsonType1(const FolderItem& file) {
     if (const auto stream = TextInputStream::Open(file))
-        LoadFirmJsonType1(file, *stream);
-}
-
-void EspWin::LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream) {
-    Catalogue::ReadType1(stream, file.Parent(), mFirm, [this] { return KeepReading(); });
+        Catalogue::ReadType1(*stream, file.Parent(), mFirm, [this] { return KeepReading(); });
 }
 
 void EspWin::LoadFlashCmd(FirmClass& record, const FolderItem& folder) {

@@ -216,6 +216,37 @@ QByteArray ReadCapped(int fd, bool* ok) {
     return good ? bytes : QByteArray();
 }
 
+QByteArray ReadCappedRegular(int fd, bool* ok) {
+    // A regular file's read comes back short only at its end, so the first short read ends it:
+    // one read for any manifest under the first block.
+    QByteArray bytes(65536, Qt::Uninitialized);
+    qint64 have = 0;
+    bool good = true;
+    for (;;) {
+        const ssize_t n = ::read(fd, bytes.data() + have, size_t(bytes.size() - have));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            good = false;
+            break;
+        }
+        have += n;
+        if (have > kMaxManifestBytes) {
+            good = false;
+            break;
+        }
+        if (n == 0 || have < bytes.size())
+            break;
+        bytes.resize(qsizetype(std::min<qint64>(have * 2, kMaxManifestBytes + 1)));
+    }
+    ::close(fd);
+    *ok = good;
+    if (!good)
+        return QByteArray();
+    bytes.resize(qsizetype(have));
+    return bytes;
+}
+
 } // namespace FileSystemDetail
 
 QByteArray ReadManifestBytes(const FolderItem& item, bool* ok) {

@@ -162,6 +162,9 @@ QByteArray FolderListing::ReadEntry(int i, bool* ok) {
         return QByteArray();
     if (mFd < 0)
         return ReadManifestBytes(Item(i), ok);
+    // What the listing (or its one stat) found to be no regular file is not opened at all.
+    if (KindOf(i) != Kind::File)
+        return QByteArray();
     const int fd = ::openat(mFd, mEntries[std::size_t(i - 1)].native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    return fd < 0 ? QByteArray() : ReadCapped(fd, ok);
+    return fd < 0 ? QByteArray() : ReadCappedRegular(fd, ok);
 }

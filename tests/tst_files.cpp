@@ -310,6 +310,27 @@ void TstFiles::manifestBytes() {
         ReadManifestBytes(FolderItem(path), &ok);
         QVERIFY2(!ok, qPrintable(path));
     }
+
+    // The walk reads its entries its own way, to the same bytes and verdicts: around the size of
+    // its first read, through links, and for what is no file.
+    for (const int size : {65535, 65536, 65537, 200000}) {
+        QByteArray bytes(size, Qt::Uninitialized);
+        for (int i = 0; i < size; ++i)
+            bytes[i] = char('a' + i % 23);
+        QVERIFY(WriteFile(dir.filePath(QString("s%1.json").arg(size)), bytes));
+    }
+    QVERIFY(QDir(dir.path()).mkdir("folder.json"));
+    QVERIFY(QFile::link(dir.filePath("m.json"), dir.filePath("to-file.json")));
+    QVERIFY(QFile::link("/dev/zero", dir.filePath("to-zero.json")));
+    FolderListing listing{FolderItem(dir.path())};
+    QCOMPARE(listing.Count(), 12);
+    for (int i = 1; i <= listing.Count(); ++i) {
+        bool listed = false;
+        const QByteArray walked = listing.ReadEntry(i, &listed);
+        const QByteArray direct = ReadManifestBytes(listing.Item(i), &ok);
+        QCOMPARE(listed, ok);
+        QCOMPARE(walked, direct);
+    }
 }
 
 QTEST_GUILESS_MAIN(TstFiles)

@@ -152,9 +152,6 @@ public:
     void LoadFirmJsonType0(const FolderItem& file);
     int CheckJsonType(const QString& text);
     void LoadFirmJsonType1(const FolderItem& file);
-    // The readers over a manifest's text read before; the one-argument forms open the file.
-    void LoadFirmJsonType0(const FolderItem& file, TextInputStream& stream);
-    void LoadFirmJsonType1(const FolderItem& file, TextInputStream& stream);
     void LoadFlashCmd(FirmClass& record, const FolderItem& folder);
     bool MakeFlashShell(const FolderItem& file);
     void SelectFirmFolder();
@@ -210,7 +207,8 @@ private:
     void MakeFirmPackage(const FolderItem& file);
     void WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPair<quint64, quint64>>& path);
     void LoadListedFile(FolderListing& listing, int i, bool allowBin);
-    void LoadFirmJsonText(const FolderItem& file, TextInputStream& stream);
+    // A manifest's text, read before, given to the reader its type calls for.
+    void LoadFirmJsonText(const FolderItem& folder, TextInputStream& stream);
     // What the catalogue's readers ask on every pass: events run, and the read goes on while
     // the window stands.
     bool KeepReading();
