@@ -64,6 +64,6 @@ bool App::FileNewWin_Action(int) {
 }
 
 EspWin* App::Window() {
-    EspWin::UseMenuBar(MainMenuBar());
+    EspWin::UseMenuBar(&MainMenuBar);
     return EspWin::Instance();
 }

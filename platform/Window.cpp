@@ -7,11 +7,17 @@
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QGuiApplication>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QtGui/qguiapplication_platform.h>
 
 #include <algorithm>
+
+#if QT_CONFIG(xcb) && defined(CORVANE_XCB_FLUSH)
+#include <xcb/xcb.h>
+#endif
 
 namespace {
 
@@ -179,6 +185,18 @@ void Window::Show() {
     mMain->show();
     mMain->raise();
     mMain->activateWindow();
+}
+
+void Window::Flush() {
+    // Only the requests go out: running events here would run them inside the window's making.
+#if QT_CONFIG(xcb) && defined(CORVANE_XCB_FLUSH)
+    // Other platforms may answer for X11 too (offscreen does), without a connection of their own.
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return;
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 && x11->connection())
+        xcb_flush(x11->connection());
+#endif
 }
 
 void Window::Close() {

@@ -34,6 +34,9 @@ public:
     void SetMenuBar(MenuBar& bar);
 
     void Show();
+    // Hands what the window system has queued to the display now rather than at the next pass
+    // of the event loop, which for a window being made is only once all of it is made.
+    void Flush();
     void Close();
     bool IsVisible() const;
     QString Title() const;

@@ -5,7 +5,7 @@
 #include <QTimer>
 
 EspWin* EspWin::sInstance = nullptr;
-MenuBar* EspWin::sMenuBar = nullptr;
+MenuBar& (*EspWin::sMenuBar)() = nullptr;
 
 EspWin* EspWin::Instance() {
     if (!sInstance)
@@ -17,8 +17,8 @@ EspWin* EspWin::Existing() {
     return sInstance;
 }
 
-void EspWin::UseMenuBar(MenuBar& bar) {
-    sMenuBar = &bar;
+void EspWin::UseMenuBar(MenuBar& (*menuBar)()) {
+    sMenuBar = menuBar;
 }
 
 EspWin::EspWin() {
@@ -56,12 +56,13 @@ WindowSettings Settings() {
 bool EspWin::ShowFrame() {
     mWindow.Apply(Settings());
     mWindow.Show();
+    mWindow.Flush();
     return true;
 }
 
 void EspWin::Layout() {
     if (sMenuBar)
-        mWindow.SetMenuBar(*sMenuBar);
+        mWindow.SetMenuBar(sMenuBar());
     mWindow.Apply(Settings());
 }
 

@@ -38,8 +38,9 @@ public:
     static EspWin* Instance();
     // The window if one exists, without making one.
     static EspWin* Existing();
-    // The menu bar that every window made from now on carries; the application hands it over.
-    static void UseMenuBar(MenuBar& bar);
+    // Where every window made from now on gets its menu bar; the application hands it over. It is
+    // asked only once the window's frame is up, as making the menus takes a while.
+    static void UseMenuBar(MenuBar& (*menuBar)());
 
     ~EspWin() override;
 
@@ -215,6 +216,6 @@ private:
     void DisposeWhenIdle();
 
     static EspWin* sInstance;
-    static MenuBar* sMenuBar;
+    static MenuBar& (*sMenuBar)();
     bool mClosed = false;
 };
