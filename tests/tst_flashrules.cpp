@@ -1,95 +1,62 @@
 #include "flash/Flash.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
-// Flashing's window-free rules: where the tool is found beside the program, and the upload
-// list's rows and settings lines.
+// Flashing's window-free rules: where the tool is looked for.
 class TstFlashRules : public QObject {
     Q_OBJECT
-private slots:
-    void toolBeside_data();
-    void toolBeside();
-    void settingsLine_data();
-    void settingsLine();
-    void rows();
-};
-
-void TstFlashRules::toolBeside_data() {
-    QTest::addColumn<QStringList>("files"); // a trailing "/" makes a folder
-    QTest::addColumn<QString>("found");
-    const QString resources = "Corvane.app/Contents/Resources/";
-    QTest::newRow("in the bundle first") << QStringList{resources + "esptool", "esptool/esptool", "tools/esptool"}
-                                         << resources + "esptool";
-    QTest::newRow("esptool folder second")
-        << QStringList{resources, "esptool/esptool", "tools/esptool"} << "esptool/esptool";
-    QTest::newRow("tools folder third") << QStringList{resources, "tools/esptool"} << "tools/esptool";
-    QTest::newRow("an empty esptool folder hides tools") << QStringList{resources, "esptool/", "tools/esptool"} << "";
-    QTest::newRow("none of the three") << QStringList{resources, "bin/esptool"} << "";
-    QTest::newRow("no bundle") << QStringList{"esptool/esptool", "tools/esptool"} << "";
-    QTest::newRow("bundle without Resources") << QStringList{"Corvane.app/Contents/", "tools/esptool"} << "";
-    QTest::newRow("Resources is a file") << QStringList{"Corvane.app/Contents/Resources", "tools/esptool"} << "";
-    QTest::newRow("bundle of another name")
-        << QStringList{"Other.app/Contents/Resources/esptool", "tools/esptool"} << "";
-}
-
-void TstFlashRules::toolBeside() {
-    QFETCH(QStringList, files);
-    QFETCH(QString, found);
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    for (const QString& name : files) {
-        const QString path = dir.filePath(name);
-        QVERIFY(QDir().mkpath(name.endsWith('/') ? path : QFileInfo(path).path()));
-        if (!name.endsWith('/')) {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-        }
+    QString mApp = QCoreApplication::applicationDirPath();
+    QTemporaryDir mPath;
+    // a/ and b/ are on PATH; the rest lies beside the program.
+    QString Where(const QString& entry) const {
+        return (entry.startsWith("a/") || entry.startsWith("b/") ? mPath.path() : mApp) + '/' + entry;
     }
-    const FolderItem tool = FlashToolBeside(FolderItem(dir.path()));
-    QCOMPARE(tool.IsNil() ? QString() : QDir(dir.path()).relativeFilePath(tool.NativePath()), found);
-}
 
-void TstFlashRules::settingsLine_data() {
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("address");
-    QTest::newRow("name and address") << "app.bin,0x10000"
-                                      << "app.bin"
-                                      << "0x10000";
-    QTest::newRow("no comma") << "app.bin"
-                              << "app.bin"
-                              << "";
-    QTest::newRow("blank behind the comma stays") << "app.bin, 0x10000"
-                                                  << "app.bin"
-                                                  << " 0x10000";
-    QTest::newRow("blank before the comma is the name's") << "app.bin ,0x1"
-                                                          << "app.bin "
-                                                          << "0x1";
-    QTest::newRow("third field ignored") << "a.bin,0x1,extra"
-                                         << "a.bin"
-                                         << "0x1";
-    QTest::newRow("no name") << ",0x1"
-                             << ""
-                             << "0x1";
-}
+private slots:
+    void init() {
+        for (const char* name : {"Corvane.app", "esptool", "tools", "bin"})
+            QDir(mApp + '/' + name).removeRecursively();
+        QDir(mPath.path()).removeRecursively();
+    }
 
-void TstFlashRules::settingsLine() {
-    QFETCH(QString, line);
-    QFETCH(QString, name);
-    QFETCH(QString, address);
-    const UploadList::SettingsEntry entry = UploadList::ReadSettingsLine(line);
-    QCOMPARE(entry.Name, name);
-    QCOMPARE(entry.Address, address);
-}
-
-void TstFlashRules::rows() {
-    QCOMPARE(UploadList::RowText("app.bin", "/fw/app.bin"), QString("app.bin (/fw/app.bin)"));
-    QCOMPARE(UploadList::RelativePath("/fw/app.bin"), QString());
-    QCOMPARE(UploadList::RelativePath(QString()), QString());
-}
+    // Beside the program, in the first of three places, else esptool then esptool.py on PATH.
+    void toolSearch_data() {
+        // What is found, then what lies where: "name/" a folder, "name -" a file that doesn't run.
+        QTest::addColumn<QStringList>("files");
+        const QString res = "Corvane.app/Contents/Resources/";
+        QTest::newRow("first place") << QStringList{res + "esptool", res + "esptool", "esptool/esptool", "a/esptool"};
+        QTest::newRow("second place") << QStringList{"esptool/esptool", res, "esptool/esptool", "tools/esptool"};
+        QTest::newRow("third place") << QStringList{"tools/esptool", res, "tools/esptool"};
+        QTest::newRow("empty esptool folder hides tools") << QStringList{"", res, "esptool/", "tools/esptool"};
+        QTest::newRow("none of the three") << QStringList{"", res, "bin/esptool"};
+        QTest::newRow("no bundle") << QStringList{"", "esptool/esptool", "tools/esptool"};
+        QTest::newRow("Resources is a file") << QStringList{"", "Corvane.app/Contents/Resources", "tools/esptool"};
+        QTest::newRow("first on PATH") << QStringList{"a/esptool", "a/esptool", "b/esptool"};
+        QTest::newRow("only esptool.py runs") << QStringList{"b/esptool.py", "a/esptool -", "b/esptool.py"};
+        QTest::newRow("esptool before esptool.py") << QStringList{"b/esptool", "a/esptool.py", "b/esptool"};
+        QTest::newRow("nothing") << QStringList{""};
+    }
+    void toolSearch() {
+        QFETCH(QStringList, files);
+        const auto rw = QFile::ReadOwner | QFile::WriteOwner;
+        for (const QString& entry : files.mid(1)) {
+            const QString path = Where(entry.section(' ', 0, 0));
+            QFile file(path);
+            QVERIFY(path.endsWith('/') ? QDir().mkpath(path)
+                                       : QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) &&
+                                             file.setPermissions(entry.endsWith(" -") ? rw : rw | QFile::ExeOwner));
+        }
+        const QByteArray oldPath = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(mPath.filePath("a") + ':' + mPath.filePath("b")));
+        const FolderItem tool = FindFlashTool();
+        qputenv("PATH", oldPath);
+        QCOMPARE(tool, files[0].isEmpty() ? FolderItem() : FolderItem(Where(files[0])));
+    }
+};
 
 QTEST_GUILESS_MAIN(TstFlashRules)
 #include "tst_flashrules.moc"
