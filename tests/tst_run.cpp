@@ -1,344 +1,203 @@
 #include "FlashSupport.h"
+#include "ProcessSupport.h"
 #include "TestSupport.h"
 
 #include <QAbstractScrollArea>
 #include <QScrollBar>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
-
-#include <csignal>
 
 using namespace TestSupport;
 using namespace FlashSupport;
 
-namespace {
-
-constexpr int kLong = 120000;
-
-QString Progress() {
-    return "Writing at 0x00010000... (0 %)\rWriting at 0x00010025... (25 %)\rWriting at 0x00010050... (50 %)\r"
-           "Writing at 0x00010075... (75 %)\rWriting at 0x00010100... (100 %)\r\n";
-}
-
-// What the stand-in prints for one run on port dev that ends with status.
-QString ToolOutput(const QString& dev, int status) {
-    return "esptool.py v4.7.0\nSerial port " + dev + "\nConnecting....\n" + Progress() +
-           "warning: this is a stand-in tool\nLeaving... status " + QString::number(status) + "\n";
-}
-
-} // namespace
-
+// Flashing with the stand-in tool beside the program, a manifest's preset, a pty for the board.
 class TstRun : public QObject {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
-    void wholeRun();
-    void runOfChosenPreset();
-    void toolPathWithBlanks();
-    void templatesRunInTurn();
-    void secondStartLeavesRunAlone();
-    void windowClosedDuringRun();
-    void logFollowsTheEnd();
-    void emptyCommand();
-    void missingTool();
-    void toolKilledFromOutside();
-    void bytesThatAreNotUtf8();
-    void splitCharacterStaysSplit();
-    void floodKeepsWindowLive();
+    void init() {
+        mLayout = std::make_unique<AppFolderLayout>();
+        mTool = mLayout->Path("Corvane.app/Contents/Resources");
+        QVERIFY(InstallFakeTool(mTool + "/esptool"));
+        QVERIFY(WriteFile(mLayout->Path("firmwares/blink/blink.json"),
+                          "[\n{\n\"name\": \"Blink\",\n\"path\": \"images\\\\v1\",\n\"commands\": [\n\"--chip esp32 "
+                          "--port %port --baud %baud write_flash 0x1000 %PATH\\\\a.bin\"\n]\n}\n]\n"));
+        mSeams = std::make_unique<SeamRecorder>();
+        QVERIFY(mBoard.Open());
+        mSeams->ports = {mBoard.Port()};
+        w = EspWin::Instance();
+        ShowOnePort(w, mBoard.Name());
+        w->Show();
+        mDone = std::make_unique<QSignalSpy>(&w->esptool, &Shell::Completed);
+    }
+    void cleanup() {
+        DisposeWindow();
+        mSeams.reset();
+        mBoard.Close();
+        mLayout.reset();
+    }
+
+    // The log starts afresh, output and errors as they come; the end enables what it finds disabled.
+    // Then templates in turn, after a failure too, with a tool path of blanks and quotes.
+    void wholeRun() {
+        w->rEF.SetText("from before");
+        w->StartPB.Push();
+        for (Control* c : std::initializer_list<Control*>{&w->StartPB, &w->PortPM, &w->SelectPB})
+            c->SetEnabled(false);
+        QVERIFY(mDone->wait(kLong));
+        QCOMPARE(w->rEF.Text(), "Wait...." + Output(0));
+        QVERIFY(w->StartPB.Enabled() && w->PortPM.Enabled() && w->SelectPB.Enabled());
+        QCOMPARE(RecordedRuns(mTool),
+                 (QList<QStringList>{{"--chip", "esp32", "--port", Dev(), "--baud", "921600", "write_flash", "0x1000",
+                                      mLayout->Path("firmwares/blink/images/v1/a.bin")}}));
+        const QString tool = mDir.filePath("my tools/it's here");
+        QVERIFY(InstallFakeTool(tool + "/esptool"));
+        mSeams->openAnswer = FolderItem(tool + "/esptool");
+        w->SelectESPPB.Push();
+        LoadPresets(w, {Record("B", {}, "", {"--port %port --exit 2", "--port %port"})}, 0);
+        QVERIFY(RunToEnd(w, kLong));
+        QCOMPARE(RecordedRuns(tool), (QList<QStringList>{{"--port", Dev(), "--exit", "2"}, {"--port", Dev()}}));
+        QCOMPARE(w->rEF.Text(), "Wait...." + Output(2) + Output(0));
+    }
+
+    // Start doesn't judge the command: whatever it is completes once, its output whole.
+    void commands_data() {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("log"); // all of it after "Wait....", or what the shell didn't find
+        QTest::newRow("empty") << "" << QString();
+        QTest::newRow("shell killed") << "kill -9 $$" << QString();
+        QTest::newRow("errors among output")
+            << "printf 'one\\r'; printf 'two\\n' >&2; printf '\\303\\251'" << QString::fromUtf8("one\rtwo\né");
+        QTest::newRow("not UTF-8") << "printf 'ok \\377\\376 end\\n'" << QString::fromUtf8("ok \xff\xfe end\n");
+        // A missing tool, and lines without their tool: commands all the same.
+        for (const char* first : {"/no/such/esptool", "--chip", "-c", "--", "-", "+x"})
+            QTest::newRow(first) << QString(first) + " 'echo smuggled'" << QString(first) + ": not found";
+    }
+    void commands() {
+        QFETCH(QString, command);
+        QFETCH(QString, log);
+        w->InstallEF.SetText(command);
+        QVERIFY(RunToEnd(w, kLong));
+        QCoreApplication::processEvents();
+        QCOMPARE(mDone->count(), 1);
+        const QString text = w->rEF.Text();
+        QVERIFY(log.endsWith("found") ? text.startsWith("Wait....") && text.contains(log) : text == "Wait...." + log);
+    }
+
+    void sessionAcrossRun_data() {
+        QTest::addColumn<bool>("openAtStart");
+        QTest::addColumn<bool>("autoTicked");
+        QTest::addColumn<QString>("midRun");
+        QTest::addColumn<bool>("openAfter");
+        QTest::newRow("open, unticked") << true << false << "" << true;
+        QTest::newRow("closed, ticked") << false << true << "" << true;
+        QTest::newRow("closed, ticked, tool killed") << false << true << "kill" << true;
+        QTest::newRow("closed, unticked") << false << false << "" << false;
+        QTest::newRow("closed, ticked, opened mid-run: the completion's toggle closes it")
+            << false << true << "connect" << false;
+    }
+    // The tool needs the port to itself: the session closes for the run and comes back after it at
+    // the monitor speed shown then, whatever the result. A second Start leaves run, log and session be.
+    void sessionAcrossRun() {
+        QFETCH(bool, openAtStart);
+        QFETCH(bool, autoTicked);
+        QFETCH(QString, midRun);
+        QFETCH(bool, openAfter);
+        QVERIFY(WriteFile(mTool + "/hold", ""));
+        if (openAtStart)
+            w->ConnectPB.Push();
+        w->AutoConnectCB.SetValue(autoTicked);
+        w->StartPB.Push();
+        QVERIFY(w->termConnected == openAtStart && !w->mConnected && !w->MySerial.IsOpen());
+        QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("Connecting....\n"), kLong);
+        if (midRun == "connect")
+            w->ConnectPB.Push();
+        const QString log = w->rEF.Text();
+        const qint64 shell = w->esptool.ProcessId();
+        w->StartPB.Push();
+        w->esptool.Execute("echo second");
+        QVERIFY(w->rEF.Text() == log && w->esptool.ProcessId() == shell && w->mConnected == (midRun == "connect"));
+        w->BaudPMs.SetListIndex(3);
+        QVERIFY(midRun == "kill" ? ::kill(pid_t(RecordedPid(mTool)), SIGKILL) == 0 : WriteFile(mTool + "/go", ""));
+        QVERIFY(mDone->wait(kLong) && mDone->count() == 1 && RecordedRuns(mTool).size() == 1);
+        // The shell may say how its tool ended.
+        QVERIFY(midRun == "kill" ? w->rEF.Text().startsWith(log) && !w->rEF.Text().contains("Writing")
+                                 : w->rEF.Text() == "Wait...." + Output(0));
+        QVERIFY(w->mConnected == openAfter && w->MySerial.IsOpen() == openAfter && mSeams->beeps == 0);
+        if (openAfter)
+            QVERIFY(w->MySerial.SerialPort.Name == mBoard.Name() && w->MySerial.Baud == w->BaudPMs.Text().toInt());
+    }
+
+    // What a line started ends with the run: what it left when it completes, all when the window closes.
+    void toolsEndWithTheRun() {
+        w->InstallEF.SetText("sleep 1000 >/dev/null 2>&1 & echo $!");
+        QVERIFY(RunToEnd(w, kLong));
+        const qint64 left = w->rEF.Text().mid(8).trimmed().toLongLong();
+        QTRY_VERIFY_WITH_TIMEOUT(left > 0 && !Alive(left), kLong);
+        w->InstallEF.SetText("sleep 1000 & exec sleep 1000");
+        w->StartPB.Push();
+        const qint64 group = w->esptool.ProcessId();
+        const auto alone = [&] { // of the two tools and the watcher, the one holding a single descriptor
+            int n = 0;
+            for (const qint64 pid : GroupMembers(group))
+                n += QDir(QString("/proc/%1/fd").arg(pid), {}, QDir::NoSort, QDir::System).count() == 1;
+            return n;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(GroupMembers(group).size() == 3 && alone() == 1, kLong);
+        w->Close();
+        QVERIFY(!w->esptool.IsRunning() && !EspWin::Existing());
+        DisposeWindow();
+        QTRY_VERIFY_WITH_TIMEOUT(GroupMembers(group).isEmpty(), kLong);
+        QCOMPARE(mDone->count(), 1); // the first run's alone
+    }
+
+    // The log follows its end as output comes in, as far as the scroll line limit.
+    void logFollowsTheEnd() {
+        const int limit = TextArea::kScrollLineLimit;
+        const QScrollBar* bar = static_cast<QAbstractScrollArea*>(w->rEF.Widget())->verticalScrollBar();
+        w->InstallEF.SetText(QString("i=0; while [ $i -lt %1 ]; do i=$((i+1)); echo line $i; done").arg(limit + 99));
+        QVERIFY(RunToEnd(w, kLong));
+        QVERIFY(w->rEF.Text().endsWith(QString("\nline %1\n").arg(limit + 99)) && bar->maximum() > limit);
+        QCOMPARE(bar->value(), limit);
+    }
+
+    // Output is taken piece by piece: the two bytes of "é" in two pieces stay two broken ones. Then a
+    // flood without line ends for as long as the test lets it: clicks are served, no byte is lost.
+    void outputAsItComes() {
+        const auto until = [&](const char* word) { return "while [ ! -e '" + mDir.filePath(word) + "' ]; do"; };
+        w->InstallEF.SetText(QString("printf '\\303'; %1 sleep 0.02; done; printf '\\251'; n=0; %2 head -c 262144 "
+                                     "/dev/zero | tr '\\0' x; n=$((n+1)); done; echo; echo $n")
+                                 .arg(until("a"), until("b")));
+        w->StartPB.Push();
+        QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().size() > 8, kLong);
+        QVERIFY(WriteFile(mDir.filePath("a"), ""));
+        QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().size() > 4 * 1024 * 1024, kLong);
+        int clicks = 0;
+        connect(&w->SelectPB, &PushButton::Action, this, [&] { ++clicks; });
+        QMetaObject::invokeMethod(&w->SelectPB, &PushButton::Push, Qt::QueuedConnection);
+        QTRY_COMPARE_WITH_TIMEOUT(clicks, 1, kLong);
+        QVERIFY(w->esptool.IsRunning() && WriteFile(mDir.filePath("b"), "") && mDone->wait(kLong));
+        const QStringList tail = w->rEF.Text().split('\n');
+        QVERIFY(tail.size() == 3 && tail.at(1).toInt() >= 16);
+        QVERIFY(tail.at(0) == "Wait...." + QString(2, QChar(0xFFFD)) + QString(tail.at(1).toInt() * 262144, 'x'));
+    }
 
 private:
-    EspWin* StartUp();
-    void UseCommand(const QString& command);
+    static constexpr int kLong = 120000;
+    QString Dev() const { return mBoard.slavePath; }
+    // What the stand-in prints for a run that ends with status.
+    QString Output(int status) const {
+        QString out = "esptool.py v4.7.0\nSerial port " + Dev() + "\nConnecting....\n";
+        for (const int p : {0, 25, 50, 75, 100})
+            out += QString::asprintf("Writing at 0x0001%04d... (%d %%)\r", p, p);
+        return out + "\nwarning: this is a stand-in tool\nLeaving... status " + QString::number(status) + "\n";
+    }
 
     std::unique_ptr<AppFolderLayout> mLayout;
+    QTemporaryDir mDir; // for what the line waits on and a tool the user chose
     std::unique_ptr<SeamRecorder> mSeams;
-    std::unique_ptr<QTemporaryDir> mDir;
-    QString mToolDir;
+    std::unique_ptr<QSignalSpy> mDone; // the window's run completing
+    Pty mBoard;
+    QString mTool; // the folder of the stand-in tool beside the program
+    EspWin* w = nullptr;
 };
-
-void TstRun::init() {
-    mLayout = std::make_unique<AppFolderLayout>();
-    QVERIFY(QDir().mkpath(mLayout->Path("firmwares")));
-    mToolDir = mLayout->Path("Corvane.app/Contents/Resources");
-    QVERIFY(InstallFakeTool(mToolDir + "/esptool"));
-    mSeams = std::make_unique<SeamRecorder>();
-    mDir = std::make_unique<QTemporaryDir>();
-}
-
-void TstRun::cleanup() {
-    DisposeWindow();
-    mSeams.reset();
-    mLayout.reset();
-    mDir.reset();
-}
-
-// The window as a user finds it, with one preset of the stand-in tool on port ttyUSB0.
-EspWin* TstRun::StartUp() {
-    EspWin* w = EspWin::Instance();
-    ShowOnePort(w, "ttyUSB0");
-    return w;
-}
-
-// Start runs InstallEF as it stands, so a test can hand it any command line.
-void TstRun::UseCommand(const QString& command) {
-    EspWin::Existing()->InstallEF.SetText(command);
-}
-
-// From start-up to the log: the tool found beside the program, a manifest in the firmware
-// folder, a preset, Start. The reader keeps a blank at each end of a sole command.
-void TstRun::wholeRun() {
-    const QString pkg = mLayout->Path("firmwares/blink");
-    QVERIFY(WriteFile(pkg + "/blink.json", R"([
-    {
-        "name": "Blink",
-        "version": "1.0",
-        "path": "images\\v1",
-        "commands": [
-            "--chip esp32 --port %port --baud %baud write_flash 0x1000 %PATH\\boot.bin 0x10000 %PATH\\blink.bin"
-        ]
-    }
-]
-)"));
-    EspWin* w = StartUp();
-    QCOMPARE(w->PrisetPM.ListCount(), 1);
-    QCOMPARE(w->PrisetPM.ListIndex(), 0);
-    const FolderItem tool(mToolDir + "/esptool");
-    QCOMPARE(w->InstallEF.Text(), tool.ShellPath() +
-                                      "  --chip esp32 --port /dev/ttyUSB0 --baud 921600 write_flash 0x1000 " +
-                                      FolderItem(pkg).ShellPath() + "/images/v1/boot.bin 0x10000 " +
-                                      FolderItem(pkg).ShellPath() + "/images/v1/blink.bin");
-
-    QVERIFY(RunToEnd(w, kLong));
-    QCOMPARE(RecordedRuns(mToolDir),
-             (QList<QStringList>{{"--chip", "esp32", "--port", "/dev/ttyUSB0", "--baud", "921600", "write_flash",
-                                  "0x1000", pkg + "/images/v1/boot.bin", "0x10000", pkg + "/images/v1/blink.bin"}}));
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-}
-
-// The row chosen is the record run; the end of the run enables what it finds disabled.
-void TstRun::runOfChosenPreset() {
-    EspWin* w = StartUp();
-    QCOMPARE(w->mEspToolApp, FolderItem(mToolDir + "/esptool"));
-    const FolderItem folder(mDir->filePath("pkg"));
-    LoadPresets(w,
-                {Record("Other", folder, "", {"--other"}), Separator(),
-                 Record("Sample", folder, "sub\\\\dir",
-                        {"--port %port --baud %baud write_flash 0x1000 %PATH\\\\boot.bin 0x10000 %PATH\\\\app.bin"})},
-                2);
-
-    w->rEF.SetText("monitor text from before");
-    QSignalSpy done(&w->esptool, &Shell::Completed);
-    w->StartPB.Push();
-    // The end of a run enables what it finds disabled.
-    w->StartPB.SetEnabled(false);
-    w->PortPM.SetEnabled(false);
-    w->SelectPB.SetEnabled(false);
-    QVERIFY(done.wait(kLong));
-    const QString files = folder.NativePath() + "/sub/dir/";
-    const QList<QStringList> runs = RecordedRuns(mToolDir);
-    QCOMPARE(runs.size(), 1);
-    QCOMPARE(runs.at(0), (QStringList{"--port", "/dev/ttyUSB0", "--baud", "921600", "write_flash", "0x1000",
-                                      files + "boot.bin", "0x10000", files + "app.bin"}));
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-    QVERIFY(w->StartPB.Enabled());
-    QVERIFY(w->PortPM.Enabled());
-    QVERIFY(w->SelectPB.Enabled());
-
-    // A second run starts from a fresh log.
-    QVERIFY(RunToEnd(w, kLong));
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-    QCOMPARE(RecordedRuns(mToolDir).size(), 2);
-}
-
-void TstRun::toolPathWithBlanks() {
-    const QString toolDir = mDir->filePath("my tools/it's here");
-    QVERIFY(InstallFakeTool(toolDir + "/esptool"));
-    EspWin* w = StartUp();
-    mSeams->openAnswer = FolderItem(toolDir + "/esptool");
-    w->SelectESPPB.Push();
-    LoadPresets(w, {Record("Sample", FolderItem(mDir->filePath("fw")), "", {"--port %port --exit 0"})}, 0);
-
-    QVERIFY(RunToEnd(w, kLong));
-    QCOMPARE(RecordedRuns(toolDir), (QList<QStringList>{{"--port", "/dev/ttyUSB0", "--exit", "0"}}));
-    QVERIFY(RecordedRuns(mToolDir).isEmpty());
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-}
-
-// Two templates joined with " ; " run one after the other, the second also when the first failed.
-void TstRun::templatesRunInTurn() {
-    EspWin* w = StartUp();
-    LoadPresets(w, {Record("Two", FolderItem(mDir->path()), "", {"--port %port --exit 2", "--port %port --exit 0"})},
-                0);
-    QVERIFY(RunToEnd(w, kLong));
-    QCOMPARE(RecordedRuns(mToolDir), (QList<QStringList>{{"--port", "/dev/ttyUSB0", "--exit", "2"},
-                                                         {"--port", "/dev/ttyUSB0", "--exit", "0"}}));
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 2) + ToolOutput("/dev/ttyUSB0", 0));
-}
-
-void TstRun::secondStartLeavesRunAlone() {
-    EspWin* w = StartUp();
-    LoadPresets(w, {Record("Sample", FolderItem(mDir->path()), "", {"--port %port"})}, 0);
-    QVERIFY(WriteFile(mToolDir + "/hold", ""));
-    QSignalSpy done(&w->esptool, &Shell::Completed);
-
-    w->StartPB.Push();
-    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("Connecting....\n"), kLong);
-    const qint64 shellPid = w->esptool.ProcessId();
-    const QString logSoFar = w->rEF.Text();
-
-    w->InstallEF.SetText("echo second");
-    w->StartPB.Push();
-    QCOMPARE(w->rEF.Text(), logSoFar);
-    QCOMPARE(w->esptool.ProcessId(), shellPid);
-    QVERIFY(w->esptool.IsRunning());
-
-    QVERIFY(WriteFile(mToolDir + "/go", ""));
-    QVERIFY(done.wait(kLong));
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-    QCOMPARE(RecordedRuns(mToolDir).size(), 1);
-    QCoreApplication::processEvents();
-    QCOMPARE(done.count(), 1);
-}
-
-void TstRun::windowClosedDuringRun() {
-    EspWin* w = StartUp();
-    LoadPresets(w, {Record("Sample", FolderItem(mDir->path()), "", {"--port %port"})}, 0);
-    QVERIFY(WriteFile(mToolDir + "/hold", ""));
-    w->Show();
-    w->StartPB.Push();
-    QTRY_VERIFY_WITH_TIMEOUT(RecordedPid(mToolDir) > 0, kLong);
-    const qint64 shellPid = w->esptool.ProcessId();
-    const qint64 toolPid = RecordedPid(mToolDir);
-    QVERIFY(Alive(shellPid));
-    QVERIFY(Alive(toolPid));
-
-    DisposeWindow();
-    QVERIFY(!EspWin::Existing());
-    QTRY_VERIFY_WITH_TIMEOUT(!Alive(shellPid), kLong);
-    QTRY_VERIFY_WITH_TIMEOUT(!Alive(toolPid), kLong);
-
-    // A fresh window starts idle and can run again.
-    QFile::remove(mToolDir + "/hold");
-    EspWin* again = StartUp();
-    LoadPresets(again, {Record("Sample", FolderItem(mDir->path()), "", {"--port %port"})}, 0);
-    QVERIFY(RunToEnd(again, kLong));
-    QCOMPARE(again->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-}
-
-// The log scrolls to its end as output comes in.
-void TstRun::logFollowsTheEnd() {
-    EspWin* w = StartUp();
-    w->Show();
-    UseCommand("i=0; while [ $i -lt 300 ]; do i=$((i+1)); echo \"line $i\"; done");
-    QVERIFY(RunToEnd(w, kLong));
-    QVERIFY(w->rEF.Text().endsWith("line 299\nline 300\n"));
-    const QScrollBar* bar = static_cast<QAbstractScrollArea*>(w->rEF.Widget())->verticalScrollBar();
-    QVERIFY(bar->maximum() > 0);
-    QCOMPARE(bar->value(), bar->maximum());
-
-    // The scroll number is fixed at 10000: a longer log stops following its end there.
-    UseCommand("i=0; while [ $i -lt 12000 ]; do i=$((i+1)); echo \"line $i\"; done");
-    QVERIFY(RunToEnd(w, kLong));
-    QVERIFY(w->rEF.Text().endsWith("line 12000\n"));
-    QVERIFY(bar->maximum() > 10000);
-    QCOMPARE(w->rEF.ScrollPosition(), 10000);
-}
-
-// Start doesn't judge InstallEF: an empty line runs like any other.
-void TstRun::emptyCommand() {
-    EspWin* w = StartUp();
-    QCOMPARE(w->InstallEF.Text(), QString());
-    w->rEF.SetText("old");
-    QVERIFY(RunToEnd(w, kLong));
-    QCOMPARE(w->rEF.Text(), QString("Wait...."));
-}
-
-void TstRun::missingTool() {
-    EspWin* w = StartUp();
-    UseCommand(mDir->filePath("nowhere/esptool") + " --port /dev/ttyUSB0");
-    QVERIFY(RunToEnd(w, kLong));
-    QVERIFY2(w->rEF.Text().startsWith("Wait...."), qPrintable(w->rEF.Text()));
-    QVERIFY2(w->rEF.Text().contains("nowhere/esptool") && w->rEF.Text().contains("not found"),
-             qPrintable(w->rEF.Text()));
-    QVERIFY(w->StartPB.Enabled());
-}
-
-// A tool that would never end, ended by someone else: the run completes like any other.
-void TstRun::toolKilledFromOutside() {
-    EspWin* w = StartUp();
-    LoadPresets(w, {Record("Sample", FolderItem(mDir->path()), "", {"--port %port"})}, 0);
-    QVERIFY(WriteFile(mToolDir + "/hold", ""));
-    QSignalSpy done(&w->esptool, &Shell::Completed);
-    w->StartPB.Push();
-    QTRY_VERIFY_WITH_TIMEOUT(RecordedPid(mToolDir) > 0, kLong);
-    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().endsWith("Connecting....\n"), kLong);
-    QCOMPARE(::kill(pid_t(RecordedPid(mToolDir)), SIGKILL), 0);
-    QVERIFY(done.count() > 0 || done.wait(kLong));
-    QVERIFY(w->rEF.Text().startsWith("Wait....esptool.py v4.7.0\nSerial port /dev/ttyUSB0\nConnecting....\n"));
-    QVERIFY(!w->rEF.Text().contains("Writing"));
-    QVERIFY(!w->esptool.IsRunning());
-
-    QFile::remove(mToolDir + "/hold");
-    QVERIFY(RunToEnd(w, kLong));
-    QCOMPARE(w->rEF.Text(), "Wait...." + ToolOutput("/dev/ttyUSB0", 0));
-}
-
-void TstRun::bytesThatAreNotUtf8() {
-    EspWin* w = StartUp();
-    UseCommand("printf 'ok \\377\\376 end\\n'");
-    QVERIFY(RunToEnd(w, kLong));
-    const QString log = w->rEF.Text();
-    QVERIFY2(log.startsWith("Wait....ok ") && log.endsWith(" end\n"), qPrintable(log));
-    QVERIFY(log.contains(QChar(0xFFFD)));
-}
-
-// The two bytes of "é" in two pieces of output stay two broken pieces.
-void TstRun::splitCharacterStaysSplit() {
-    EspWin* w = StartUp();
-    const QString go = mDir->filePath("go");
-    UseCommand("printf '\\303'; while [ ! -e '" + go + "' ]; do sleep 0.02; done; printf '\\251'");
-    QSignalSpy done(&w->esptool, &Shell::Completed);
-    w->StartPB.Push();
-    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().size() > 8, kLong);
-    QVERIFY(WriteFile(go, ""));
-    QVERIFY(done.wait(kLong));
-    QCOMPARE(w->rEF.Text(), QString("Wait....") + QChar(0xFFFD) + QChar(0xFFFD));
-}
-
-// Megabytes without a line end, for as long as the test lets it: output keeps coming in,
-// other events keep being served, and the log holds every byte.
-void TstRun::floodKeepsWindowLive() {
-    EspWin* w = StartUp();
-    w->Show();
-    const QString go = mDir->filePath("go");
-    UseCommand("n=0; while [ ! -e '" + go +
-               "' ]; do head -c 262144 /dev/zero | tr '\\0' x; n=$((n+1)); done; "
-               "echo; echo \"$n\"");
-    QSignalSpy done(&w->esptool, &Shell::Completed);
-    w->StartPB.Push();
-
-    QTRY_VERIFY_WITH_TIMEOUT(w->rEF.Text().size() > 4 * 1024 * 1024, kLong);
-    QVERIFY(w->esptool.IsRunning());
-    // The user's clicks are served mid-run.
-    int clicks = 0;
-    connect(&w->SelectPB, &PushButton::Action, this, [&] { ++clicks; });
-    QTimer::singleShot(0, &w->SelectPB, [&] { w->SelectPB.Push(); });
-    QTRY_COMPARE_WITH_TIMEOUT(clicks, 1, kLong);
-    QVERIFY(w->esptool.IsRunning());
-
-    QVERIFY(WriteFile(go, ""));
-    QVERIFY(done.count() > 0 || done.wait(kLong));
-    const QString log = w->rEF.Text();
-    const QStringList tail = log.mid(8).split('\n');
-    QCOMPARE(tail.size(), 3);
-    const int rounds = tail.at(1).toInt();
-    QVERIFY(rounds >= 16);
-    QCOMPARE(tail.at(0).size(), rounds * 262144);
-    QCOMPARE(tail.at(0).count('x'), rounds * 262144);
-}
 
 QTEST_MAIN(TstRun)
 #include "tst_run.moc"
