@@ -1,96 +1,67 @@
 #pragma once
 
-// Helpers of the serial monitor tests: the virtual board as a child process, the line
-// settings as the kernel holds them, and the CPU time of this process.
+// For the serial monitor's tests and benchmark: the virtual board, the line as the kernel holds it.
 
 #include "TestSupport.h"
 #include "app/App.h"
-#include "window/EspWin.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
-#include <QString>
 
-#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace SerialSupport {
 
 inline double CpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
 }
 
-// The settings of the line as the session left them, read from a second opening of the device.
-inline bool LineSettings(const QString& device, termios* settings) {
+// The kernel's record of a line (termios2): unlike termios it holds any speed, not only named ones.
+struct LineSettings {
+    tcflag_t iflag, oflag, cflag, lflag;
+    cc_t line, cc[19];
+    speed_t ispeed, ospeed;
+};
+
+// The line as a session left it, read through an opening of its own (all zero when it can't be).
+inline LineSettings LineSettingsOf(const QString& device) {
+    LineSettings s{};
     const int fd = ::open(device.toLocal8Bit().constData(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
-    if (fd < 0)
-        return false;
-    const bool ok = tcgetattr(fd, settings) == 0;
+    ioctl(fd, _IOR('T', 0x2A, LineSettings), &s);
     ::close(fd);
-    return ok;
+    return s;
 }
 
 // What the virtual board sends for "stream N": numbered log lines of 64 bytes, cut at N.
 inline QByteArray StreamText(qint64 count) {
     QByteArray all;
-    all.reserve(int(count) + 64);
     for (qint64 line = 0; all.size() < count; ++line)
         all += QString::asprintf("I (%010lld) stream: the quick brown fox jumps over it......\r\n", line).toLatin1();
-    all.truncate(int(count));
-    return all;
+    return all.left(count);
 }
 
-// The window, with an empty catalogue beside the program so that no question about a missing
-// one (and its alert sound) comes between a test and the beeps it counts.
+// The window, with an empty catalogue: no question about a missing one comes between a test and its beeps.
 inline EspWin* NewWindow() {
-    QDir().mkpath(TestSupport::AppFolder() + QStringLiteral("/firmwares"));
+    QDir().mkpath(TestSupport::AppFolder() + "/firmwares");
     return TheApp().Window();
 }
 
-// Writes all of bytes to the board's end, as fast as the line drains, letting events run.
-inline bool SendAll(const TestSupport::Pty& pty, const QByteArray& bytes) {
-    QElapsedTimer clock;
-    clock.start();
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const auto n = ::write(pty.master, bytes.constData() + done, size_t(bytes.size() - done));
-        if (n > 0)
-            done += n;
-        else
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        if (clock.elapsed() > 120000)
-            return false;
-    }
-    return true;
-}
-
-// The first words of the board's boot banner and its last line.
+// The first words of the board's boot banner, and its last line.
 inline const char* const kBannerStart = "ets Jun  8 2016";
 inline const char* const kBannerEnd = "virtual board ready\r\n";
 
-// The stand-in ESP32: owns a pseudo-terminal and tells its path on the first line.
+// The stand-in ESP32 (virtualboard.cpp): a child process that serves a pseudo-terminal.
 class VirtualBoard {
 public:
     bool Start() {
-        mProcess.setProgram(QStringLiteral(CORVANE_VIRTUALBOARD));
-        mProcess.start();
-        if (!mProcess.waitForStarted(30000))
-            return false;
-        QByteArray line;
-        while (!line.contains('\n')) {
-            if (!mProcess.waitForReadyRead(30000))
-                return false;
-            line += mProcess.readAllStandardOutput();
-        }
-        mDevice = QString::fromLocal8Bit(line.left(line.indexOf('\n')));
-        return mDevice.startsWith(QStringLiteral("/dev/"));
+        mProcess.start(CORVANE_VIRTUALBOARD, {});
+        mProcess.waitForReadyRead(30000); // the path comes in one write
+        mDevice = QString::fromLocal8Bit(mProcess.readLine()).trimmed();
+        return mDevice.startsWith("/dev/");
     }
-    // The board is unplugged: its end of the line goes away at once.
+    // Unplugged: the board's end of the line goes away at once.
     void Unplug() {
         mProcess.kill();
         mProcess.waitForFinished(30000);
@@ -98,8 +69,7 @@ public:
     ~VirtualBoard() { Unplug(); }
 
     QString Device() const { return mDevice; }
-    QString Name() const { return mDevice.mid(5); }
-    SerialPort Port() const { return SerialPort{Name(), mDevice}; }
+    SerialPort Port() const { return SerialPort{mDevice.mid(5), mDevice}; }
 
 private:
     QProcess mProcess;

@@ -1,95 +1,93 @@
 #include "platform/TerminalKeys.h"
+#include "serial/Monitor.h"
 
 #include <QTest>
 
-using TerminalKeys::Route;
-Q_DECLARE_METATYPE(Route)
+#include <tuple>
 
-// The log pane's key rules, without a pane: which keys a session sends to the board, which the
-// pane keeps, and which are left to the menu.
+using TerminalKeys::Route;
+
+// The serial monitor's window-free rules: keys in the pane, speeds, the port offered first, recent ports.
 class TstTerminalKeys : public QObject {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void routes_data();
-    void routes();
-    void typedText_data();
-    void typedText();
-};
-
-void TstTerminalKeys::initTestCase() {
+    void routes() {
 #ifdef Q_OS_MACOS
-    QSKIP("the rows are Linux's keys; on macOS Cmd stays the menu's and Control is Meta");
+        QSKIP("the rows are Linux's keys; on macOS Cmd stays the menu's and Control is Meta");
 #endif
-}
+        const int ctrl = Qt::ControlModifier, shift = Qt::ShiftModifier, alt = Qt::AltModifier;
+        const std::tuple<const char*, int, int, const char*, bool, Route> rows[] = {
+            {"letter", Qt::Key_A, 0, "a", true, Route::Pane},
+            {"return", Qt::Key_Return, 0, "\r", true, Route::Pane},
+            {"Ctrl+A in a session", Qt::Key_A, ctrl, "", true, Route::Board},
+            {"Ctrl+Z in a session", Qt::Key_Z, ctrl, "\x1a", true, Route::Board},
+            {"Ctrl+C without one", Qt::Key_C, ctrl, "\x03", false, Route::Menu},
+            {"Ctrl+Shift+C copies", Qt::Key_C, ctrl | shift, "", true, Route::Copy},
+            {"Ctrl+Shift+V pastes", Qt::Key_V, ctrl | shift, "", false, Route::Paste},
+            {"Ctrl+Shift+X", Qt::Key_X, ctrl | shift, "", true, Route::Board},
+            {"Ctrl+Alt+C", Qt::Key_C, ctrl | alt, "", true, Route::Menu},
+            {"Ctrl+Alt+Shift+C", Qt::Key_C, ctrl | alt | shift, "", true, Route::Menu},
+            {"Ctrl+digit", Qt::Key_1, ctrl, "1", true, Route::Menu},
+            {"Meta+C", Qt::Key_C, Qt::MetaModifier, "c", true, Route::Menu},
+            {"Alt+F", Qt::Key_F, alt, "f", true, Route::Menu},
+            {"F5", Qt::Key_F5, 0, "", true, Route::Menu},
+        };
+        for (const auto& [name, key, modifiers, text, session, route] : rows) {
+            const auto mods = Qt::KeyboardModifiers(modifiers);
+            QVERIFY2(TerminalKeys::RouteOf(key, mods, text, session) == route, name);
+            QVERIFY2((TerminalKeys::IsControlKey(key, mods) && session) == (route == Route::Board), name);
+        }
+        // What Ctrl+key sends, whatever text the platform gave the key.
+        for (const auto& [key, sent] : {std::pair{Qt::Key_A, 1}, {Qt::Key_C, 3}, {Qt::Key_Z, 26}})
+            QCOMPARE(TerminalKeys::ControlCharacter(key), QChar(sent));
+        // Text the pane inserts as typed.
+        for (const QString& text : {QString("a"), QString("ab c"), QString::fromUtf8("é")})
+            QVERIFY2(TerminalKeys::IsTypedText(text), qPrintable(text));
+        for (const char* text : {"", "\x03", "\t", "\x7f", "a\x1b"})
+            QVERIFY2(!TerminalKeys::IsTypedText(text), text);
+    }
 
-void TstTerminalKeys::routes_data() {
-    QTest::addColumn<int>("key");
-    QTest::addColumn<int>("modifiers");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("session");
-    QTest::addColumn<Route>("route");
-    // What the board gets, for a key that goes to it.
-    QTest::addColumn<QString>("sent");
+    void speeds() {
+        const QStringList flash = Speeds::FlashRows();
+        for (int row = -1; row <= flash.size(); ++row)
+            QCOMPARE(Speeds::RateOfRow(row), row < 0 || row == flash.size() ? 0 : flash.at(row).toInt());
+        // The monitor has every speed of the tool but 750000, in the same order.
+        QStringList monitor = flash;
+        QVERIFY(monitor.removeOne("750000"));
+        QCOMPARE(Speeds::MonitorRows(), monitor);
+        // A row's text and its rate: the number at its head, cut toward zero.
+        for (const QString& c : {"115200|115200", "  9600|9600", "2400.9|2400", "460800 bps|460800", "|0", "fast|0"})
+            QCOMPARE(Speeds::RateOf(c.section('|', 0, 0)), c.section('|', 1).toInt());
+    }
 
-    const int ctrl = Qt::ControlModifier, shift = Qt::ShiftModifier, alt = Qt::AltModifier, meta = Qt::MetaModifier;
-    const QString none;
-    QTest::newRow("letter in a session") << int(Qt::Key_A) << 0 << "a" << true << Route::Pane << none;
-    QTest::newRow("letter without one") << int(Qt::Key_A) << 0 << "a" << false << Route::Pane << none;
-    QTest::newRow("capital") << int(Qt::Key_A) << shift << "A" << true << Route::Pane << none;
-    QTest::newRow("return") << int(Qt::Key_Return) << 0 << "\r" << true << Route::Pane << none;
-    QTest::newRow("Ctrl+C in a session is ETX") << int(Qt::Key_C) << ctrl << "\x03" << true << Route::Board << "\x03";
-    QTest::newRow("Ctrl+A in a session") << int(Qt::Key_A) << ctrl << "" << true << Route::Board << "\x01";
-    QTest::newRow("Ctrl+Z in a session") << int(Qt::Key_Z) << ctrl << "\x1a" << true << Route::Board << "\x1a";
-    QTest::newRow("Ctrl+C without one is the menu's")
-        << int(Qt::Key_C) << ctrl << "\x03" << false << Route::Menu << none;
-    QTest::newRow("Ctrl+Shift+C copies") << int(Qt::Key_C) << (ctrl | shift) << "" << true << Route::Copy << none;
-    QTest::newRow("Ctrl+Shift+V pastes") << int(Qt::Key_V) << (ctrl | shift) << "" << false << Route::Paste << none;
-    QTest::newRow("Ctrl+Shift+X is a control key")
-        << int(Qt::Key_X) << (ctrl | shift) << "" << true << Route::Board << "\x18";
-    QTest::newRow("Ctrl+Alt+C stays the menu's") << int(Qt::Key_C) << (ctrl | alt) << "" << true << Route::Menu << none;
-    QTest::newRow("Ctrl+Alt+Shift+C is no copy")
-        << int(Qt::Key_C) << (ctrl | alt | shift) << "" << true << Route::Menu << none;
-    QTest::newRow("Ctrl+digit is no control key") << int(Qt::Key_1) << ctrl << "1" << true << Route::Menu << none;
-    QTest::newRow("Meta+C is no control key here") << int(Qt::Key_C) << meta << "c" << true << Route::Menu << none;
-    QTest::newRow("Alt+F goes to the menu") << int(Qt::Key_F) << alt << "f" << true << Route::Menu << none;
-    QTest::newRow("F5 types nothing") << int(Qt::Key_F5) << 0 << "" << true << Route::Menu << none;
-}
+    void defaultPortRow() {
+        // Ports in order ("name@vendor"), the row by Linux's rule (vendor) and by macOS's (name, byte-exact).
+        for (const QString& c :
+             {"|0|0", "ttyS0 ttyS1 ttyUSB0@10c4|2|0", "ttyS0 ttyUSB0@1a86 ttyUSB1@10c4|2|0",
+              "ttyS0 ttyUSB3@10c4 ttyUSB0@10c4|1|0", "ttyUSB0@10c4 ttyACM0@303a|0|0", "ttyS0 ttyUSB0@0403|1|0",
+              "ttyS0 ttyACM0@303a|1|0", "ttyS0 ttyS1 ttyACM0|2|0", "ttyS4 ttyUSB3|1|0",
+              "ttyS0 rfcomm0 ttyXRUSB0@04e2|2|0", "ttyS0 SLAB_USBtoUART7 SLAB_USBtoUART|0|1",
+              "ttyS0 slab_usbtouart SLAB_USBTOUART|0|0", "Bluetooth tty.SLAB_USBtoUART-1|0|1"}) {
+            const QString listed = c.section('|', 0, 0);
+            QList<SerialPort> ports;
+            for (const QString& port : listed.split(' ', Qt::SkipEmptyParts))
+                ports << SerialPort{port.section('@', 0, 0), {}, quint16(port.section('@', 1).toUInt(nullptr, 16))};
+            QCOMPARE(listed + QString("|%1|%2").arg(DefaultPortRowByVendor(ports)).arg(DefaultPortRowByName(ports)), c);
+        }
+    }
 
-void TstTerminalKeys::routes() {
-    QFETCH(int, key);
-    QFETCH(int, modifiers);
-    QFETCH(QString, text);
-    QFETCH(bool, session);
-    QFETCH(Route, route);
-    QFETCH(QString, sent);
-
-    const auto mods = Qt::KeyboardModifiers(modifiers);
-    QCOMPARE(TerminalKeys::RouteOf(key, mods, text, session), route);
-    QCOMPARE(TerminalKeys::IsControlKey(key, mods) && session, route == Route::Board);
-    if (route == Route::Board)
-        QCOMPARE(QString(TerminalKeys::ControlCharacter(key)), sent);
-}
-
-void TstTerminalKeys::typedText_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("typed");
-
-    QTest::newRow("letter") << "a" << true;
-    QTest::newRow("composed") << QString::fromUtf8("é") << true;
-    QTest::newRow("several") << "ab c" << true;
-    QTest::newRow("nothing") << "" << false;
-    QTest::newRow("ETX") << "\x03" << false;
-    QTest::newRow("tab") << "\t" << false;
-    QTest::newRow("DEL") << "\x7f" << false;
-    QTest::newRow("control inside") << "a\x1b" << false;
-}
-
-void TstTerminalKeys::typedText() {
-    QFETCH(QString, text);
-    QFETCH(bool, typed);
-    QCOMPARE(TerminalKeys::IsTypedText(text), typed);
-}
+    void rememberPort() {
+        // Newest first, six of them: before, the port connected to, after.
+        for (const QString& c : {",,,,,|ttyUSB0|ttyUSB0,,,,,", "ttyUSB0,ttyS0,,,,|TTYUSB0|ttyUSB0,ttyS0,,,,",
+                                 "ttyUSB0,ttyS0,,,,|ttyS0|ttyS0,ttyUSB0,ttyS0,,,", "a,b,c,d,e,f|g|g,a,b,c,d,e"}) {
+            RecentPorts recent;
+            const QStringList before = c.section('|', 0, 0).split(',');
+            std::copy(before.begin(), before.end(), recent.begin());
+            RememberPort(recent, c.section('|', 1, 1));
+            QCOMPARE(QStringList(recent.begin(), recent.end()).join(','), c.section('|', 2));
+        }
+    }
+};
 
 QTEST_GUILESS_MAIN(TstTerminalKeys)
 #include "tst_terminalkeys.moc"
