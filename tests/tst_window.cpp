@@ -1,304 +1,225 @@
+// The window and its platform controls.
 #include "TestSupport.h"
-
 #include "app/App.h"
+#include "platform/LogView.h"
 #include "platform/MenuBar.h"
-#include "window/EspWin.h"
-
-#include <QAction>
+#include <QAbstractButton>
+#include <QApplication>
+#include <QClipboard>
 #include <QMainWindow>
-#include <QTest>
-#include <QWidget>
-
+#include <QMenuBar>
+#include <QScrollBar>
+#include <QSignalSpy>
 using namespace TestSupport;
-
-namespace {
-
-struct Expected {
-    const char* name;
-    int left, top, width, height, locks, tab;
-};
-
-constexpr int L = LockLeft, T = LockTop, R = LockRight, B = LockBottom;
-
-// The on-screen and parked controls, in creation order.
-const Expected kControls[] = {
-    {"tooltypePM", 30, -143, 107, 20, L | T, 0},
-    {"Label1", 0, 7, 75, 20, L | T, 1},
-    {"StartPB", 426, 254, 80, 20, T | R, 2},
-    {"rEF", 0, 286, 512, 172, L | T | R | B, 3},
-    {"UploadEF", 20, -77, 334, 45, L | T | R, 4},
-    {"Label2", 0, 56, 75, 20, L | T, 5},
-    {"Label3", -10, -260, 75, 20, L | T, 6},
-    {"SelectPB", 412, -193, 80, 20, T | R, 8},
-    {"EspToolEF", 80, 7, 334, 45, L | T | R, 10},
-    {"Label5", 0, 146, 75, 20, L | T, 11},
-    {"BaudPM", 80, 84, 80, 20, L | T, 12},
-    {"BitsPM", 262, -109, 50, 20, 0, 13},
-    {"ConnectPB", 422, 83, 80, 20, R, 14},
-    {"CtsCB", 443, -123, 50, 20, R, 15},
-    {"DtrCB", 443, -103, 50, 20, R, 16},
-    {"ParityPM", 317, -109, 50, 20, 0, 17},
-    {"PortPM", 80, 58, 331, 20, L | R, 18},
-    {"ScanBtn", 422, 57, 80, 20, T | R, 19},
-    {"StopPM", 372, -109, 50, 20, 0, 20},
-    {"XonCB", 443, -143, 50, 20, R, 21},
-    {"Label7", -216, 114, 75, 20, L | T, 23},
-    {"ResetEF", -136, 113, 105, 22, L | T, 24},
-    {"Label9", 0, 83, 75, 20, L | T, 27},
-    {"InstallEF", 80, 145, 334, 133, L | T | R, 28},
-    {"SelectESPPB", 422, 7, 80, 20, T | R, 29},
-    {"Label8", 244, 83, 75, 20, L | T, 30},
-    {"ulb", 70, -259, 334, 91, L | T, 31},
-    {"DeletePB", 412, -241, 80, 20, T | R, 32},
-    {"AddressEF", 379, -54, 88, 22, L | T, 26},
-    {"PrisetPM", 80, 114, 330, 20, L | T | R, 33},
-    {"Label4", 0, 114, 75, 20, L | T, 34},
-    {"AbsoluteCB", -153, 81, 122, 20, L | T, 35},
-    {"firmfolderBtn", 422, 114, 80, 20, T | R, 36},
-    {"SerialBB", 192, -145, 120, 22, L | T, 38},
-    {"BaudPMs", 329, 84, 80, 20, L | T, 39},
-    {"ScanBtn2", 0, 457, 65, 20, L | B, 40},
-    {"AutoConnectCB", 77, 457, 299, 20, L | B, 41},
-};
-
-// The tool file, made executable, at a path below the application folder.
-void MakeTool(const QString& relative) {
-    const QString path = AppFolder() + "/" + relative;
-    QVERIFY(WriteFile(path, "#!/bin/sh\necho tool\n"));
-    QFile::setPermissions(path, QFile::permissions(path) | QFile::ExeOwner);
-}
-
-} // namespace
-
 class TstWindow : public QObject {
     Q_OBJECT
+    AppFolderLayout mLayout;
+    SeamRecorder mSeams;
+    static bool Focus(QWidget* w) {
+        w->show(), w->activateWindow(), w->setFocus();
+        return QTest::qWaitFor([w] { return w->hasFocus(); });
+    }
 private slots:
-    void cleanup() { DisposeWindow(); }
-    void controls();
-    void designValues();
-    void resizing();
-    void toolSearch_data();
-    void toolSearch();
-    void oneWindow();
-    void menus();
-};
-
-void TstWindow::controls() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
-    EspWin* w = EspWin::Instance();
-    w->Show();
-    QCOMPARE(w->mWindow.Title(), QString("Corvane"));
-    QCOMPARE(w->mWindow.Width(), 512);
-    QCOMPARE(w->mWindow.Height(), 478);
-
-    const auto& placed = w->mWindow.Controls();
-    QCOMPARE(int(placed.size()), int(std::size(kControls)));
-    int parked = 0;
-    for (std::size_t i = 0; i < placed.size(); ++i) {
-        const Control* c = placed[i];
-        const Expected& e = kControls[i];
-        QCOMPARE(c->Name(), QString(e.name));
-        QCOMPARE(c->Left(), e.left);
-        QCOMPARE(c->Top(), e.top);
-        QCOMPARE(c->Width(), e.width);
-        QCOMPARE(c->Height(), e.height);
-        QCOMPARE(c->Locks(), e.locks);
-        QCOMPARE(c->TabIndex(), e.tab);
-        if (c->Parked()) {
-            ++parked;
-            QVERIFY2(!c->Widget()->isVisible(), e.name);
-        } else {
-            QVERIFY2(c->Widget()->isVisible(), e.name);
-            QCOMPARE(c->Widget()->geometry(), QRect(e.left, e.top, e.width, e.height));
-        }
-    }
-    // Twenty on the window, seventeen parked, and the three without a place.
-    QCOMPARE(parked, 17);
-    QCOMPARE(w->esptool.objectName(), QString("esptool"));
-    QCOMPARE(w->MySerial.objectName(), QString("MySerial"));
-    QCOMPARE(w->SelectFiremTimer.Period(), 1000);
-}
-
-void TstWindow::designValues() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
-    EspWin* w = EspWin::Instance();
-
-    QCOMPARE(w->mLastBaudRate, QString("921600"));
-    QCOMPARE(w->mEspToolUse, 1);
-    QVERIFY(!w->mConnected);
-    QVERIFY(!w->termConnected);
-    QCOMPARE(w->mPortName.size(), std::size_t(6));
-    QVERIFY(w->mEspToolCk.IsNil());
-    QVERIFY(w->mFirm.isEmpty());
-    QCOMPARE(w->mDropBin, 0);
-
-    QCOMPARE(w->Label1.Text(), QString("ESP Tool: "));
-    QCOMPARE(w->Label8.Text(), QString("Serial monitor: "));
-    QCOMPARE(w->Label4.Text(), QString("Priset: "));
-    QCOMPARE(w->StartPB.Caption(), QString("Start"));
-    QCOMPARE(w->ConnectPB.Caption(), QString("Connect"));
-    QCOMPARE(w->ScanBtn2.Caption(), QString("Clear"));
-    QCOMPARE(w->AutoConnectCB.Caption(), QString("Auto serial connection after installation."));
-    QVERIFY(!w->AutoConnectCB.Value());
-    QVERIFY(w->AbsoluteCB.Value());
-    QVERIFY(!w->DeletePB.Enabled());
-    QCOMPARE(w->ResetEF.Text(), QString("ck"));
-    QCOMPARE(w->AddressEF.Text(), QString("0x00000000"));
-    QCOMPARE(w->ulb.ListCount(), 1);
-    QCOMPARE(w->ulb.Cell(0, 1), QString("0x00000000"));
-
-    QCOMPARE(w->BaudPM.ListCount(), 15);
-    QCOMPARE(w->BaudPM.Text(), QString("921600"));
-    QCOMPARE(w->BaudPMs.ListCount(), 14);
-    QCOMPARE(w->BaudPMs.Text(), QString("115200"));
-    for (int i = 0; i < w->BaudPMs.ListCount(); ++i)
-        QVERIFY(w->BaudPMs.List(i) != "750000");
-    QCOMPARE(w->BitsPM.Text(), QString("8"));
-    QCOMPARE(w->ParityPM.Text(), QString("No"));
-    QCOMPARE(w->StopPM.Text(), QString("1"));
-    // The parked tool popup was moved to row 1 by its Open handler.
-    QCOMPARE(w->tooltypePM.ListIndex(), 1);
-    QCOMPARE(w->tooltypePM.List(0), QString("esptool.py"));
-    QCOMPARE(w->rEF.BackColor(), QColor(0xFF, 0xFF, 0xFF));
-    QCOMPARE(w->esptool.Mode, 1);
-    QCOMPARE(w->esptool.TimeOut, 6000);
-    QCOMPARE(w->SelectFiremTimer.Mode(), 1); // no firmwares folder: the question is on its way
-}
-
-void TstWindow::resizing() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
-    EspWin* w = EspWin::Instance();
-    w->Show();
-    QVERIFY(QTest::qWaitForWindowExposed(static_cast<QWidget*>(w->mWindow.Widget())));
-    for (const QSize size : {QSize(64, 64), QSize(900, 700), QSize(32000, 32000), QSize(10, 10)}) {
-        w->mWindow.Resize(size.width(), size.height());
-        QTRY_COMPARE(w->mWindow.Width(), qBound(64, size.width(), 32000));
-        const int dx = w->mWindow.Width() - 512, dy = w->mWindow.Height() - 478;
-        for (const Expected& e : kControls) {
-            const Control* c = nullptr;
-            for (const Control* each : w->mWindow.Controls())
-                if (each->Name() == e.name)
-                    c = each;
-            QVERIFY(c);
-            if (c->Parked()) {
-                QVERIFY2(!c->Widget()->isVisible(), e.name);
-                continue;
+    void cleanup() { DisposeWindow(), AppFolderLayout::Clear(); }
+    // Locked edges keep their distance on resize, within the window's limits; buttons show captions.
+    void layout() {
+        EspWin* w = EspWin::Instance();
+        w->Show();
+        const QSize design(w->mWindow.Width(), w->mWindow.Height());
+        for (const QSize size : {QSize(900, 700), QSize(32000, 32000), QSize(9, 9)}) {
+            w->mWindow.Resize(size.width(), size.height());
+            const int dx = w->mWindow.Width() - design.width(), dy = w->mWindow.Height() - design.height();
+            QCOMPARE(QSize(dx, dy), size.expandedTo(QSize(64, 64)).boundedTo(QSize(32000, 32000)) - design);
+            for (const Control* c : w->mWindow.Controls()) {
+                const auto* button = qobject_cast<QAbstractButton*>(c->Widget());
+                const int l = c->Locks();
+                const bool wide = (l & LockLeft) && (l & LockRight), tall = (l & LockTop) && (l & LockBottom);
+                const QRect at(c->Left() + (!wide && (l & LockRight) ? dx : 0),
+                               c->Top() + (!tall && (l & LockBottom) ? dy : 0),
+                               std::max(0, c->Width() + (wide ? dx : 0)), std::max(0, c->Height() + (tall ? dy : 0)));
+                QVERIFY2((c->Parked() || c->Widget()->geometry() == at) && (!button || !button->text().isEmpty()),
+                         qPrintable(c->Name()));
             }
-            const QRect g = c->Widget()->geometry();
-            const bool stretchX = (e.locks & L) && (e.locks & R), stretchY = (e.locks & T) && (e.locks & B);
-            QCOMPARE(g.left(), e.left + (!stretchX && (e.locks & R) ? dx : 0));
-            QCOMPARE(g.top(), e.top + (!stretchY && (e.locks & B) ? dy : 0));
-            QCOMPARE(g.width(), std::max(0, e.width + (stretchX ? dx : 0)));
-            QCOMPARE(g.height(), std::max(0, e.height + (stretchY ? dy : 0)));
         }
     }
-}
-
-void TstWindow::toolSearch_data() {
-    QTest::addColumn<QStringList>("tools");
-    QTest::addColumn<QStringList>("folders");
-    QTest::addColumn<QString>("found");
-
-    const QStringList resources{"Corvane.app/Contents/Resources"};
-    QTest::newRow("in the bundle") << QStringList{"Corvane.app/Contents/Resources/esptool", "esptool/esptool"}
-                                   << resources << "Corvane.app/Contents/Resources/esptool";
-    QTest::newRow("folder esptool beside")
-        << QStringList{"esptool/esptool", "tools/esptool"} << resources << "esptool/esptool";
-    QTest::newRow("folder tools beside") << QStringList{"tools/esptool"} << resources << "tools/esptool";
-    QTest::newRow("nowhere") << QStringList{} << resources << "";
-    QTest::newRow("bundle of another name")
-        << QStringList{"Other.app/Contents/Resources/esptool", "tools/esptool"} << QStringList{} << "";
-    QTest::newRow("bundle without Resources") << QStringList{"tools/esptool"} << QStringList{"Corvane.app"} << "";
-}
-
-void TstWindow::toolSearch() {
-    QFETCH(QStringList, tools);
-    QFETCH(QStringList, folders);
-    QFETCH(QString, found);
-    AppFolderLayout layout;
-    SeamRecorder seams;
-    for (const QString& folder : folders)
-        QVERIFY(QDir().mkpath(layout.Path(folder)));
-    for (const QString& tool : tools)
-        MakeTool(tool);
-
-    // An esptool installed on this machine's PATH would be found after the three places.
-    const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", "");
-    EspWin* w = EspWin::Instance();
-    qputenv("PATH", path);
-    if (found.isEmpty()) {
-        QVERIFY(w->mEspToolApp.IsNil());
-        QCOMPARE(w->EspToolEF.Text(), QString());
-    } else {
-        const FolderItem expected(layout.Path(found));
-        QCOMPARE(w->mEspToolApp.NativePath(), expected.NativePath());
-        QCOMPARE(w->EspToolEF.Text(), expected.ShellPath());
+    // Parked (wholly off the content) is never shown; a caption too wide shrinks, down to 8 pixels.
+    void parkedAndLabels() {
+        Window window;
+        window.Show();
+        Label label;
+        for (const auto& [left, top, parked] :
+             {std::tuple{-75, 0, true}, {-74, 0, false}, {0, -20, true}, {0, -19, false}}) {
+            window.Place(label, "label", left, top, 75, 20, LockLeft, 0);
+            label.SetVisible(false);
+            QVERIFY(label.Parked() == parked && !label.Widget()->isVisible());
+            label.SetVisible(true);
+            QCOMPARE(label.Widget()->isVisible(), !parked);
+        }
+        for (const int room : {2000, 75, 10}) {
+            label.Widget()->resize(room, 20), label.SetTextSize(11), label.SetText("Serial monitor: ");
+            QFont font = label.Widget()->font();
+            const int px = font.pixelSize(), wide = QFontMetrics(font).horizontalAdvance(label.Text());
+            font.setPixelSize(px + 1);
+            QVERIFY(px >= 8 && px <= 11 && (wide <= room || px == 8) &&
+                    (px == 11 || QFontMetrics(font).horizontalAdvance(label.Text()) > room));
+        }
     }
-}
-
-void TstWindow::oneWindow() {
-    AppFolderLayout layout;
-    SeamRecorder seams;
-    EspWin* first = EspWin::Instance();
-    QCOMPARE(EspWin::Instance(), first);
-    QVERIFY(TheApp().FileNewWin_Action(0));
-    QCOMPARE(EspWin::Existing(), first);
-    QVERIFY(first->mWindow.IsVisible());
-
-    // State changed by hand is gone in the window that replaces a closed one.
-    first->BaudPM.SetListIndex(0);
-    first->AutoConnectCB.SetValue(true);
-    first->Close();
-    QVERIFY(!EspWin::Existing());
-    QVERIFY(TheApp().FileNewWin_Action(0));
-    EspWin* second = EspWin::Existing();
-    QVERIFY(second);
-    QCOMPARE(second->BaudPM.Text(), QString("921600"));
-    QVERIFY(!second->AutoConnectCB.Value());
-    QVERIFY(second->mWindow.IsVisible());
-    QCOMPARE(EspWin::Instance(), second);
-}
-
-void TstWindow::menus() {
-    MenuBar& bar = MainMenuBar();
-    QCOMPARE(bar.MenuNames(), QStringList({"FileMenu", "EditMenu"}));
-    QCOMPARE(bar.Caption("FileMenu"), QString::fromUtf8("ファイル"));
-    QCOMPARE(bar.Caption("EditMenu"), QString::fromUtf8("編集"));
-    QCOMPARE(bar.ItemNames("FileMenu"), QStringList({"FileNewWin", "UntitledSeparator", "FileQuit"}));
-    QCOMPARE(bar.ItemNames("EditMenu"), QStringList({"EditUndo", "EditSeparator1", "EditCut", "EditCopy", "EditPaste",
-                                                     "EditClear", "EditSeparator2", "EditSelectAll"}));
-    QCOMPARE(bar.Caption("FileNewWin"), QString("Show Corvane Window"));
-    QCOMPARE(bar.Shortcut("FileNewWin"), QString("Cmd+N"));
-    QCOMPARE(bar.Caption("FileQuit"), QString::fromUtf8("終了"));
-    QCOMPARE(bar.Shortcut("FileQuit"), QString("Cmd+Q"));
-    QCOMPARE(bar.Caption("EditSelectAll"), QString::fromUtf8("すべてを選択"));
-    QCOMPARE(bar.Shortcut("EditClear"), QString());
-    QCOMPARE(&MainMenuBar(), &bar);
-
-    // The window's own bar: Ctrl+N on this desktop brings the window, never a second one.
-    AppFolderLayout layout;
-    SeamRecorder seams;
-    EspWin* w = TheApp().Window();
-    w->Show();
-    QVERIFY(QTest::qWaitForWindowExposed(static_cast<QWidget*>(w->mWindow.Widget())));
-    auto* action = w->mWindow.Widget()->findChild<QAction*>("FileNewWin");
-    QVERIFY(action);
-    QCOMPARE(action->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_N));
-    action->trigger();
-    QCOMPARE(EspWin::Existing(), w);
-
-    // Edit commands act on the focused text control.
-    w->InstallEF.SetText("some text");
-    w->InstallEF.Widget()->setFocus();
-    QTRY_VERIFY(w->InstallEF.Widget()->hasFocus());
-    QVERIFY(bar.Trigger("EditSelectAll"));
-    QVERIFY(bar.Trigger("EditClear"));
-    QCOMPARE(w->InstallEF.Text(), QString());
-}
-
+    // The flash tool beside the program (a name ending in "/" is a folder), else on PATH (tools/bin here).
+    void toolSearch() {
+        const QString res = "Corvane.app/Contents/Resources/";
+        const std::pair<QStringList, QString> rows[] = {
+            {{res, res + "esptool", "esptool/esptool", "tools/bin/esptool"}, res + "esptool"},
+            {{res, "esptool/esptool", "tools/esptool"}, "esptool/esptool"},
+            {{res, "tools/esptool", "tools/bin/esptool"}, "tools/esptool"},
+            {{res}, ""},
+            {{"Other.app/Contents/Resources/esptool", "tools/esptool"}, ""},
+            {{"Corvane.app/Contents/Resources", "tools/esptool"}, ""},
+            {{"Corvane.app/", "tools/esptool", "tools/bin/esptool"}, "tools/bin/esptool"},
+            {{"tools/bin/esptool/"}, ""},
+        };
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(mLayout.Path("tools/bin")));
+        for (const auto& [tools, found] : rows) {
+            cleanup();
+            for (const QString& t : tools)
+                QVERIFY(t.endsWith('/') ? QDir().mkpath(mLayout.Path(t))
+                                        : WriteFile(mLayout.Path(t), "") &&
+                                              QFile::setPermissions(mLayout.Path(t), QFile::ExeOwner));
+            const EspWin* w = EspWin::Instance();
+            const FolderItem expected = found.isEmpty() ? FolderItem() : FolderItem(mLayout.Path(found));
+            QVERIFY2(w->mEspToolApp.NativePath() == expected.NativePath() &&
+                         w->EspToolEF.Text() == (found.isEmpty() ? "" : expected.ShellPath()),
+                     qPrintable(tools.join(' ')));
+        }
+        qputenv("PATH", path);
+    }
+    // One window; closed in a session it lets the port go; the next starts afresh and asks for firmwares.
+    void oneWindow() {
+        Pty board;
+        QVERIFY(board.Open());
+        mSeams.ports = {board.Port()};
+        EspWin* first = EspWin::Instance();
+        QVERIFY(TheApp().FileNewWin_Action(0) && EspWin::Instance() == first && first->mWindow.IsVisible());
+        const QString speed = first->BaudPM.Text();
+        first->BaudPM.SetListIndex(0), first->AutoConnectCB.SetValue(true), first->ConnectPB.Push();
+        QVERIFY(first->AutoConnectCB.Value() && first->mConnected && board.Send("boot banner\r\n"));
+        QTRY_VERIFY_WITH_TIMEOUT(first->rEF.Text().contains("boot banner"), 10000);
+        const int asked = mSeams.folderQuestions;
+        first->Close();
+        QVERIFY(!EspWin::Existing() && board.Send(QByteArray(1024, 'x')) && TheApp().FileNewWin_Action(0));
+        EspWin* second = EspWin::Existing();
+        second->ConnectPB.Push();
+        QVERIFY(second->mWindow.IsVisible() && EspWin::Instance() == second && second->mConnected &&
+                !second->rEF.Text().contains("boot"));
+        QVERIFY(second->BaudPM.Text() == speed && !second->AutoConnectCB.Value());
+        QTRY_COMPARE_WITH_TIMEOUT(mSeams.folderQuestions, asked + 1, 30000);
+    }
+    // The window's bar shows what the menu bar holds; Ctrl+N brings the window, never a second one.
+    void menus() {
+        MenuBar& bar = MainMenuBar();
+        QCOMPARE(bar.ItemNames("FileMenu"), QStringList({"FileNewWin", "UntitledSeparator", "FileQuit"}));
+        QCOMPARE(bar.ItemNames("EditMenu"), QStringList({"EditUndo", "EditSeparator1", "EditCut", "EditCopy",
+                                                         "EditPaste", "EditClear", "EditSeparator2", "EditSelectAll"}));
+        EspWin* w = TheApp().Window();
+        const QMenuBar* widget = w->mWindow.Widget()->menuBar();
+        QVERIFY(widget->actions().size() == 2 && widget->actions().first()->text() == bar.Caption("FileMenu"));
+        QCOMPARE(widget->findChild<QAction*>("EditSelectAll")->text(), bar.Caption("EditSelectAll"));
+        auto* action = w->mWindow.Widget()->findChild<QAction*>("FileNewWin");
+        QVERIFY(bar.MenuNames() == QStringList({"FileMenu", "EditMenu"}) && &MainMenuBar() == &bar &&
+                action->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_N));
+        action->trigger();
+        QVERIFY(EspWin::Existing() == w && w->mWindow.IsVisible());
+    }
+    // Edit commands act on the focused field, log or line; undo takes back only what the user typed.
+    void editCommands() {
+        const std::pair<QStringList, QString> rows[] = {{{"EditSelectAll", "EditClear"}, ""},
+                                                        {{"EditSelectAll", "EditCut", "EditPaste", "EditPaste"}, "@@"},
+                                                        {{"EditSelectAll", "EditCopy", "End", "EditPaste"}, "@@"},
+                                                        {{"End", "z", "EditUndo", "EditUndo"}, "@"},
+                                                        {{"+", "EditUndo"}, "@+"},
+                                                        {{"=", "EditUndo"}, "="}};
+        for (int kind = 0; kind < 3; ++kind) {
+            for (const auto& [commands, expected] : rows) {
+                TextArea area(kind == 1 ? TextArea::Kind::Log : TextArea::Kind::Field);
+                TextField line;
+                const auto set = [&](const QString& t) { kind == 2 ? line.SetText(t) : area.SetText(t); };
+                const auto text = [&] { return kind == 2 ? line.Text() : area.Text(); };
+                const QString start = QString("kind %1: %2").arg(kind).arg(commands.join(' '));
+                set(start);
+                QWidget* widget = kind == 2 ? line.Widget() : area.Widget();
+                QVERIFY(Focus(widget));
+                QApplication::clipboard()->setText("stale");
+                for (const QString& command : commands) {
+                    if (command == "End" || command == "z")
+                        QTest::keyClick(widget, command == "z" ? Qt::Key_Z : Qt::Key_End);
+                    else if (command == "=" || command == "+")
+                        set(command == "=" ? command : text() + command);
+                    else
+                        QVERIFY(MainMenuBar().Trigger(command));
+                }
+                QVERIFY2(text() == QString(expected).replace("@", start), qPrintable(start));
+            }
+        }
+    }
+    // A popup never selects a row by itself and tells Change for a new row only, once it is in.
+    void popup() {
+        PopupMenu popup;
+        QSignalSpy change(&popup, &PopupMenu::Change);
+        int seen = -2;
+        connect(&popup, &PopupMenu::Change, this, [&] { seen = popup.ListIndex(); });
+        popup.AddRow("a"), popup.AddRows({"b", "c"});
+        QVERIFY(popup.ListCount() == 3 && popup.ListIndex() == -1 && popup.Text().isNull());
+        for (const int index : {1, 1, 7, -2})
+            popup.SetListIndex(index);
+        popup.AddRows({"d"});
+        QVERIFY(seen == 1 && popup.Text() == "b" && popup.List(3) == "d" && change.count() == 1);
+        popup.DeleteAllRows(), popup.AddRow("again");
+        QVERIFY(popup.ListCount() == 1 && popup.ListIndex() == -1 && change.count() == 1);
+    }
+    void textArea() {
+        TextArea area(TextArea::Kind::Log);
+        QSignalSpy change(&area, &TextArea::TextChange);
+        for (const char* text : {"", "abc", "abc", "Wait...."})
+            area.SetText(text);
+        // Text keeps carriage returns; on screen a lone one rewrites its line.
+        for (const char* piece : {"Writing 10%\rWriting 20%\r\ndone\n", "50 %\r", "\n60 %\r", "70 %\r80 %"})
+            area.AppendText(piece);
+        QVERIFY(change.count() == 6 && area.ShownText() == "Writing 20%\ndone\n50 %\n80 %");
+        QCOMPARE(area.Text(), QString("Wait....Writing 10%\rWriting 20%\r\ndone\n50 %\r\n60 %\r70 %\r80 %"));
+        // Keys reach the handler first; scrolled past the end, the pane shows the end.
+        QStringList keys;
+        area.SetKeyDownHandler([&](const QString& key) { return (keys << key).size() > 3; });
+        area.SetText("");
+        QVERIFY(Focus(area.Widget()));
+        QTest::keyClicks(area.Widget(), "ab\rc");
+        area.AppendText("tail");
+        QVERIFY(keys == QStringList({"a", "b", "\r", "c"}) && area.Text() == "ab\ntail");
+        area.Widget()->resize(300, 100), area.AppendText(QString("line\n").repeated(300)), area.SetScrollPosition(10);
+        const int ten = area.ScrollPosition();
+        area.SetScrollPosition(TextArea::kScrollLineLimit);
+        const auto* bar = static_cast<QAbstractScrollArea*>(area.Widget())->verticalScrollBar();
+        QVERIFY(ten == 10 && area.ScrollPosition() > 200 && area.ScrollPosition() == bar->maximum());
+    }
+    // However the user edits a log, its lines and rows come out as if the text had come that way.
+    void logEdits() {
+        const QString text = "boot\r\n10 %\r20 %\r\nlong line of text\nlast";
+        const std::tuple<int, int, QString> edits[] = {{2, 0, "x"}, {2, 0, "\n"},         {5, 1, ""},     {1, 0, "\r"},
+                                                       {10, 1, ""}, {3, 12, "a\nb\r\nc"}, {38, 2, "\r\n"}};
+        for (const auto& [from, count, inserted] : edits) {
+            for (const int columns : {4, 80}) {
+                LogText edited, fresh;
+                edited.SetColumns(columns), fresh.SetColumns(columns);
+                edited.Append(text), edited.Replace(from, count, inserted);
+                fresh.Append(QString(text).replace(from, count, inserted));
+                bool same = edited.Text() == fresh.Text() && edited.LineCount() == fresh.LineCount() &&
+                            edited.RowCount() == fresh.RowCount();
+                for (qint64 l = 0; same && l < fresh.LineCount(); ++l)
+                    same = edited.LineStart(l) == fresh.LineStart(l) && edited.ShownStart(l) == fresh.ShownStart(l) &&
+                           edited.ShownEnd(l) == fresh.ShownEnd(l) && edited.FirstRowOf(l) == fresh.FirstRowOf(l);
+                QVERIFY2(same, qPrintable(QString("from %1, %2 columns").arg(from).arg(columns)));
+            }
+        }
+    }
+};
 QTEST_MAIN(TstWindow)
 #include "tst_window.moc"
