@@ -3,14 +3,24 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLocalServer>
-#include <QLocalSocket>
+#include <QSocketNotifier>
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
+
+#ifdef MSG_NOSIGNAL
+constexpr int kNoSignal = MSG_NOSIGNAL;
+#else
+constexpr int kNoSignal = 0; // SO_NOSIGPIPE on the socket instead
+#endif
 
 // A folder that no one but this user can put a name into: owned by the user, no access for
 // group or others, and itself no link that could lead elsewhere.
@@ -22,23 +32,57 @@ bool IsPrivateFolder(const QString& path) {
 }
 
 // The user at the other end of a connected local socket is this one.
-bool PeerIsUser(qintptr descriptor) {
-    if (descriptor < 0)
-        return false;
+bool PeerIsUser(int descriptor) {
 #if defined(SO_PEERCRED)
     ucred peer{};
     socklen_t size = sizeof peer;
-    return ::getsockopt(int(descriptor), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == ::geteuid();
+    return ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == ::geteuid();
 #else
     uid_t uid = 0;
     gid_t gid = 0;
-    return ::getpeereid(int(descriptor), &uid, &gid) == 0 && uid == ::geteuid();
+    return ::getpeereid(descriptor, &uid, &gid) == 0 && uid == ::geteuid();
 #endif
+}
+
+bool Address(const QString& path, sockaddr_un& address) {
+    const QByteArray name = QFile::encodeName(path);
+    address = {};
+    if (name.isEmpty() || size_t(name.size()) >= sizeof address.sun_path)
+        return false;
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, name.constData(), size_t(name.size()));
+    return true;
+}
+
+// A socket that no program the tool starts inherits; a non-blocking one for the event loop.
+int Socket(bool nonBlocking) {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    if (fd >= 0) {
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+        if (nonBlocking)
+            ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+#ifdef SO_NOSIGPIPE
+        const int on = 1;
+        ::setsockopt(fd, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+#endif
+    }
+    return fd;
+}
+
+bool Interrupted() {
+    return errno == EINTR;
 }
 
 } // namespace
 
+// One connection of a later launch: the bytes so far, and the descriptor it closes on going.
 struct SingleInstance::Arrival {
+    explicit Arrival(int descriptor) : fd(descriptor) {}
+    ~Arrival() { ::close(fd); }
+    Arrival(const Arrival&) = delete;
+    Arrival& operator=(const Arrival&) = delete;
+
+    int fd;
     QByteArray buffer;
     int paths = 0;
 };
@@ -48,7 +92,13 @@ SingleInstance::SingleInstance(QString path) : mPath(std::move(path)) {
         mPath.clear();
 }
 
-SingleInstance::~SingleInstance() = default;
+SingleInstance::~SingleInstance() {
+    if (mListener < 0)
+        return;
+    delete mListening;
+    ::close(mListener);
+    ::unlink(QFile::encodeName(mPath).constData());
+}
 
 QString SingleInstance::DefaultPath() {
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
@@ -61,65 +111,83 @@ QString SingleInstance::DefaultPath() {
 }
 
 bool SingleInstance::HandOver(const QStringList& documents, int timeoutMs) {
-    if (mPath.isEmpty())
+    sockaddr_un address;
+    if (mPath.isEmpty() || !Address(mPath, address))
         return false;
-    QLocalSocket socket;
-    socket.connectToServer(mPath);
-    if (!socket.waitForConnected(timeoutMs))
+    const int fd = Socket(false);
+    if (fd < 0)
         return false;
+    // Bounds the connect, should the running one's queue be full, and each send.
+    const timeval bound{timeoutMs / 1000, (timeoutMs % 1000) * 1000};
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
     // Whoever listens there must be this user: the paths go to no one else.
-    if (!PeerIsUser(socket.socketDescriptor())) {
-        socket.abort();
-        return false;
-    }
+    bool handed = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 && PeerIsUser(fd);
     // Each path closed by a NUL, which no path holds; an empty one ends the hand-over. One
     // without paths only asks for the window.
     QByteArray message;
     for (const QString& path : documents)
         message += QFile::encodeName(path) + '\0';
     message += '\0';
-    socket.write(message);
-    if (!socket.waitForBytesWritten(timeoutMs))
-        return false;
-    socket.disconnectFromServer();
-    if (socket.state() != QLocalSocket::UnconnectedState)
-        socket.waitForDisconnected(timeoutMs);
-    return true;
+    for (qsizetype sent = 0; handed && sent < message.size();) {
+        const auto n = ::send(fd, message.constData() + sent, size_t(message.size() - sent), kNoSignal);
+        if (n > 0)
+            sent += n;
+        else
+            handed = n < 0 && Interrupted();
+    }
+    ::close(fd);
+    return handed;
 }
 
 bool SingleInstance::Listen(std::function<void(const QString&)> open) {
-    if (mPath.isEmpty())
+    sockaddr_un address;
+    if (mPath.isEmpty() || mListener >= 0 || !Address(mPath, address))
         return false;
-    mOpen = std::move(open);
-    mServer = new QLocalServer(this);
-    mServer->setSocketOptions(QLocalServer::UserAccessOption);
-    if (!mServer->listen(mPath)) {
-        // Nobody of ours answered HandOver, so whatever holds the name is left from a crash.
-        QLocalServer::removeServer(mPath);
-        if (!mServer->listen(mPath))
-            return false;
+    const int fd = Socket(true);
+    if (fd < 0)
+        return false;
+    const auto bind = [&] { return ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0; };
+    // Nobody of ours answered HandOver, so whatever holds the name is left from a crash.
+    const bool bound = bind() || (errno == EADDRINUSE && ::unlink(address.sun_path) == 0 && bind());
+    if (!bound || ::chmod(address.sun_path, S_IRUSR | S_IWUSR) != 0 || ::listen(fd, 50) != 0) {
+        ::close(fd);
+        return false;
     }
-    connect(mServer, &QLocalServer::newConnection, this, &SingleInstance::Accept);
+    mListener = fd;
+    mOpen = std::move(open);
+    mListening = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+    connect(mListening, &QSocketNotifier::activated, this, &SingleInstance::Accept);
     return true;
 }
 
 void SingleInstance::Accept() {
-    while (QLocalSocket* socket = mServer->nextPendingConnection()) {
-        if (!PeerIsUser(socket->socketDescriptor())) {
-            socket->abort();
-            socket->deleteLater();
-            continue;
+    for (;;) {
+        const int fd = ::accept(mListener, nullptr, nullptr);
+        if (fd < 0) {
+            if (Interrupted())
+                continue;
+            return;
         }
-        auto arrival = std::make_shared<Arrival>();
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket, arrival] { Take(socket, *arrival); });
-        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+        ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+        auto arrival = std::make_shared<Arrival>(fd);
+        if (!PeerIsUser(fd))
+            continue;
+        // The notifier holds the arrival: the descriptor closes when the notifier goes.
+        auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+        connect(notifier, &QSocketNotifier::activated, this, [this, notifier, arrival] { Take(notifier, *arrival); });
     }
 }
 
-// Only gathers: opening a document lets events run, and the socket could go under a handler
-// of its own that waits further up the stack.
-void SingleInstance::Take(QLocalSocket* socket, Arrival& arrival) {
-    arrival.buffer.append(socket->readAll());
+// Only gathers: opening a document lets events run, and the connection could go under a
+// handler of its own that waits further up the stack.
+void SingleInstance::Take(QSocketNotifier* notifier, Arrival& arrival) {
+    char chunk[4096];
+    qsizetype n = 0;
+    // Bounded, so one talkative launch can't hold the event loop; the notifier fires again.
+    for (int i = 0; i < 64 && (n = ::read(arrival.fd, chunk, sizeof chunk)) > 0; ++i)
+        arrival.buffer.append(chunk, n);
+    const bool ended = n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && !Interrupted());
     qsizetype start = 0;
     qsizetype end;
     while ((end = arrival.buffer.indexOf('\0', start)) >= 0) {
@@ -135,6 +203,10 @@ void SingleInstance::Take(QLocalSocket* socket, Arrival& arrival) {
         }
     }
     arrival.buffer.remove(0, start);
+    if (ended) {
+        notifier->setEnabled(false);
+        notifier->deleteLater();
+    }
     if (!mArrived.isEmpty() && !mDeliveryQueued) {
         mDeliveryQueued = true;
         QMetaObject::invokeMethod(this, &SingleInstance::Deliver, Qt::QueuedConnection);

@@ -6,11 +6,10 @@
 
 #include <functional>
 
-class QLocalServer;
-class QLocalSocket;
+class QSocketNotifier;
 
 // The one-instance rule: a second launch hands its documents to the running one over a
-// per-user local socket and ends.
+// per-user local socket and ends. Plain Unix sockets, so start-up loads no network library.
 class SingleInstance : public QObject {
     Q_OBJECT
 public:
@@ -34,11 +33,12 @@ private:
     struct Arrival;
 
     void Accept();
-    void Take(QLocalSocket* socket, Arrival& arrival);
+    void Take(QSocketNotifier* notifier, Arrival& arrival);
     void Deliver();
 
     QString mPath;
-    QLocalServer* mServer = nullptr;
+    int mListener = -1;
+    QSocketNotifier* mListening = nullptr;
     std::function<void(const QString&)> mOpen;
     QStringList mArrived;
     bool mDeliveryQueued = false;
