@@ -3,12 +3,15 @@
 #include "app/App.h"
 #include "platform/MenuBar.h"
 #include "platform/SingleInstance.h"
+#include "platform/Yield.h"
 #include <QApplication>
 #include <QDropEvent>
 #include <QMainWindow>
 #include <QMimeData>
 #include <QTimer>
 #include <functional>
+#include <sys/socket.h>
+#include <sys/un.h>
 using namespace TestSupport;
 namespace {
 const QString kPackage = "sample Ver210305_140709 (Ver210305_140709)";
@@ -175,6 +178,55 @@ private slots:
         QVERIFY(ReadFile(mLayout.Path("firmwares/sample")) == "in the way" && QFileInfo::exists(Dropped("sample.bin")));
         QVERIFY(Presets(w) == QStringList{kPackage} && w->PrisetPM.ListIndex() == 0 &&
                 !QFileInfo::exists(mLayout.Path("firmwares/gone.json")));
+    }
+
+    // A launch that hangs up in the middle of a walk, which lets events run, crashes nothing and
+    // loses nothing: every record arrives once, in order.
+    void handOverMidWalk() {
+        EspWin* w = Lay(1);
+        w->Show();
+        QStringList expected = {"Base1", "A", "B1", "B2", "C"};
+        for (int i = 0; i < 5000; ++i) {
+            expected << QString("M%1").arg(i);
+            QVERIFY(WriteFile(Dropped(QString("many/m%1.json").arg(i)), Manifest({expected.last()})));
+        }
+        SingleInstance running(mSource.filePath("socket"));
+        QVERIFY(running.Listen([](const QString& path) { TheApp().OpenHandedOver(path); }));
+
+        // The slow launch sends the folder first, the rest once the folder's walk is under way.
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, QFile::encodeName(running.Path()).constData(), sizeof address.sun_path);
+        const int slow = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        QVERIFY(::connect(slow, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
+        const QByteArray first = QFile::encodeName(Dropped("many")) + '\0';
+        const QByteArray rest =
+            QFile::encodeName(Dropped("a.json")) + '\0' + QFile::encodeName(Dropped("b.crvj")) + '\0' + '\0';
+        QVERIFY(::write(slow, first.constData(), size_t(first.size())) == first.size());
+        bool handed = false;
+        QTimer later;
+        connect(&later, &QTimer::timeout, &later, [&] {
+            if (handed || !InNestedEvents() || w->mFirm.size() < 3)
+                return;
+            handed = ::write(slow, rest.constData(), size_t(rest.size())) == rest.size();
+            ::close(slow);
+            handed = SingleInstance(running.Path()).HandOver({}) && handed;
+        });
+        later.start(0);
+        QTRY_VERIFY_WITH_TIMEOUT(handed, 60000);
+        later.stop();
+
+        // Once the last path is in, every one before it is.
+        QVERIFY(SingleInstance(running.Path()).HandOver({Dropped("folder/c.json")}));
+        QTRY_VERIFY_WITH_TIMEOUT(Presets(w).contains("C (v1)"), 60000);
+        QStringList names;
+        for (const FirmRef& r : w->mFirm)
+            if (r->mName != "-")
+                names << r->mName;
+        names.sort();
+        expected.sort();
+        QCOMPARE(names, expected);
+        QCOMPARE(EspWin::Existing(), w);
     }
 };
 QTEST_MAIN(TstDocuments)

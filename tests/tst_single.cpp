@@ -36,6 +36,48 @@ class TstSingle : public QObject {
     QTemporaryDir mRuntime; // private, as a runtime folder is
     QString Socket() const { return mRuntime.filePath("corvane"); }
 private slots:
+    // The socket lies in a folder only this user can reach: the runtime folder when it is private,
+    // else a private folder of the temporary folder, made on first use; someone else's is never used.
+    void defaultPath_data() {
+        QTest::addColumn<QString>("runtime");
+        QTest::addColumn<bool>("used");
+        QTest::newRow("private") << "private" << true;
+        QTest::newRow("open to others") << "open" << false;
+        QTest::newRow("of another user") << "other" << false;
+        QTest::newRow("relative") << "relative" << false;
+        QTest::newRow("none") << "" << false;
+    }
+
+    void defaultPath() {
+        QFETCH(QString, runtime);
+        QFETCH(bool, used);
+        QTemporaryDir base;
+        const QString folder = base.filePath("run"), temp = base.filePath("tmp");
+        const QString own = QString("%1/corvane-%2").arg(temp).arg(::geteuid());
+        const QByteArray oldRuntime = qgetenv("XDG_RUNTIME_DIR"), oldTemp = qgetenv("TMPDIR");
+        const QString oldCurrent = QDir::currentPath();
+        QVERIFY(QDir().mkpath(folder) && QDir().mkpath(temp) && QDir::setCurrent(base.path()));
+        QVERIFY(Mode(folder, runtime == "open" ? 0755 : 0700, runtime == "other"));
+        qputenv("TMPDIR", QFile::encodeName(temp));
+        qputenv("XDG_RUNTIME_DIR", runtime == "relative" ? QByteArray("run") : QFile::encodeName(folder));
+        if (runtime.isEmpty())
+            qunsetenv("XDG_RUNTIME_DIR");
+
+        const QString path = SingleInstance::DefaultPath();
+        QCOMPARE(QFileInfo(path).absolutePath(), used ? folder : own);
+        QCOMPARE(SingleInstance(path).Path(), path);
+        struct stat made {};
+        QCOMPARE(::lstat(QFile::encodeName(own).constData(), &made) == 0 && (made.st_mode & 07777) == 0700, !used);
+        QVERIFY(QDir().mkpath(own) && Mode(own, 0700, true));
+        QCOMPARE(SingleInstance(SingleInstance::DefaultPath()).Path().isEmpty(), !used);
+
+        qputenv("XDG_RUNTIME_DIR", oldRuntime), qputenv("TMPDIR", oldTemp), QDir::setCurrent(oldCurrent);
+        if (oldRuntime.isNull())
+            qunsetenv("XDG_RUNTIME_DIR");
+        if (oldTemp.isNull())
+            qunsetenv("TMPDIR");
+    }
+
     // Paths arrive whole and in order, a line break in one too; a launch without any asks for the window
     // with "". Another user who can reach the socket is not heard; a folder others may enter is not used.
     void handOver() {
