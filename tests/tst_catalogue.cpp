@@ -238,6 +238,7 @@ const struct { const char* name; QString got; QString want; } kTexts[] = {
         "a\r\nb\r\nc\r\nd\r\n\n\n"},
     {"ShellWord", ShellWord("a b'c\nd%/é"), "a\\ b\\'c'\n'd%/é"},
 };
+
 // clang-format on
 
 } // namespace
@@ -250,6 +251,7 @@ class TstCatalogue : public QObject {
         QFile f(p);
         return f.open(QIODevice::ReadOnly) ? f.readAll() : "";
     }
+
     // Manifest rows are written with ' for ", to spare the backslashes.
     static QByteArray Q(const char* s) { return QByteArray(s).replace('\'', '"'); }
     static QByteArray WithEnd(QByteArray s, const char* end) { return *end ? s.replace("\n", end) + end : s; }

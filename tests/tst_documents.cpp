@@ -12,6 +12,7 @@
 #include <functional>
 #include <sys/socket.h>
 #include <sys/un.h>
+
 using namespace TestSupport;
 namespace {
 const QString kPackage = "sample Ver210305_140709 (Ver210305_140709)";
@@ -23,6 +24,7 @@ QByteArray Manifest(const QStringList& names) {
         records << "{\n\"name\": \"" + name + "\",\n\"version\": \"v1\",\n\"commands\": [\n\"x\"\n]\n}";
     return ("[\n" + records.join(",\n") + "\n]\n").toUtf8();
 }
+
 // The preset rows: those of the catalogue laid at start-up, then those named ("-" separates).
 QStringList Rows(int catalogue, const QStringList& names = {}) {
     QStringList rows;
@@ -32,6 +34,7 @@ QStringList Rows(int catalogue, const QStringList& names = {}) {
         rows << (name == "-" || name == kPackage ? name : name + " (v1)");
     return rows;
 }
+
 QStringList Presets(const EspWin* w) {
     QStringList rows;
     for (int i = 0; i < w->PrisetPM.ListCount(); ++i)
@@ -39,6 +42,7 @@ QStringList Presets(const EspWin* w) {
     return rows;
 }
 } // namespace
+
 class TstDocuments : public QObject {
     Q_OBJECT
     AppFolderLayout mLayout;
@@ -50,6 +54,7 @@ class TstDocuments : public QObject {
         const QByteArray base = Manifest(Rows(count).replaceInStrings(" (v1)", ""));
         return WriteFile(mLayout.Path("firmwares/base.json"), base) ? EspWin::Instance() : nullptr;
     }
+
 private slots:
     void initTestCase() {
         for (const auto& [name, content] : {std::pair{"a.json", Manifest({"A"})},
@@ -63,6 +68,7 @@ private slots:
         QVERIFY(WriteFile(image.fileName(), QByteArray(256, '\xe9')) && image.open(QIODevice::ReadWrite));
         QVERIFY(image.setFileTime(QDateTime(QDate(2021, 3, 5), QTime(14, 7, 9)), QFileDevice::FileModificationTime));
     }
+
     void cleanup() { DisposeWindow(), AppFolderLayout::Clear(); }
     // The whole window takes files let go over any control, no pane takes them as text, plain text ({})
     // is no drop. A catalogue of three has row 1 chosen before.
@@ -112,6 +118,7 @@ private slots:
                      row);
         }
     }
+
     // While the window is half made a drop is refused and a document waits; then documents join the
     // open window's catalogue; a later launch's, each a document of its own, bring a closed one back.
     void documents() {
@@ -153,6 +160,7 @@ private slots:
         QTRY_VERIFY(EspWin::Existing());
         QVERIFY(TheApp().FileNewWin_Action(0) && Presets(EspWin::Existing()) == Rows(3, {"-", kPackage}));
     }
+
     // Manifests changing under a walk make no records; a package folder's name taken by a file leaves
     // the manifest without images; an image gone before it is taken gives no package.
     void faults() {
@@ -229,5 +237,6 @@ private slots:
         QCOMPARE(EspWin::Existing(), w);
     }
 };
+
 QTEST_MAIN(TstDocuments)
 #include "tst_documents.moc"

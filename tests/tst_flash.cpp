@@ -57,6 +57,7 @@ class TstFlash : public QObject {
             runs.append(run.chopped(1).split(QChar(0)));
         return runs;
     }
+
     // Whatever ran would have left a file where the shell stood, or beside the firmwares.
     void NothingElseRan() {
         QCOMPARE(QDir(Dir("scratch")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList());
@@ -75,6 +76,7 @@ private slots:
         w = EspWin::Instance();
         ShowOnePort(w, "ttyUSB0");
     }
+
     void cleanup() { DisposeWindow(); }
     void composes_data() {
         // port, sub-path, the command (TOOL, PKG, DEV, BAUD: tool, folder, device, speed), templates
@@ -92,6 +94,7 @@ private slots:
         for (const QStringList& row : rows)
             QTest::newRow(qPrintable(row[0])) << row.mid(1);
     }
+
     void composes() {
         QFETCH(QStringList, c);
         const FolderItem tool(Dir("esp tool/esptool")), folder(Dir("my firmware"));
@@ -101,6 +104,7 @@ private slots:
         c[2].replace("DEV", System::DevicePath(c[0])).replace("BAUD", w->BaudPM.Text());
         QCOMPARE(w->InstallEF.Text(), c[2].replace("TOOL", tool.ShellPath()).replace("PKG", folder.ShellPath()));
     }
+
     // On a separator, with no row chosen or no preset for it, the command stands as it is.
     void stopsLeaveTheText() {
         const FirmRef rec = Record("Sample", FolderItem(mDir->path()), "", {"--baud %baud"});
@@ -119,6 +123,7 @@ private slots:
         w->MakeCommand();
         QVERIFY(w->InstallEF.Text().endsWith(" --baud " + w->BaudPM.Text()));
     }
+
     // The tool, the firmware folder, the sub-path and the port are put in by Corvane: each must
     // reach the tool as the word it is, in every run.
     void insertedWords_data() {
@@ -132,6 +137,7 @@ private slots:
             << QStringList{"it's \"q\"\nx", "f'\n", "a\nb'c\"d", "tty'x y;z", "a\nb'c\"d"};
         QTest::newRow("non-ASCII") << QString::fromUtf8("ツール/ファーム é/版\u00a01/ttyUSB0/版\u00a01").split('/');
     }
+
     void insertedWords() {
         QFETCH(QStringList, c);
         QVERIFY(InstallArgsTool(Dir(c[0]) + "/esptool"));
@@ -145,6 +151,7 @@ private slots:
                                      {"-z", images + "b"}}));
         NothingElseRan();
     }
+
     // A dropped image is packaged with a manifest of its own; its name must come out of the
     // command as it went in, but for what a manifest line can't carry, which becomes "_".
     void droppedImageNames_data() {
@@ -159,6 +166,7 @@ private slots:
         QTest::newRow("backslashes") << QStringList{"a\\\\b\\c.bin", "a__b_c.bin"};
         QTest::newRow("line end and tab") << QStringList{"new\nline\t.bin", "new_line_.bin"};
     }
+
     void droppedImageNames() {
         QFETCH(QStringList, names);
         const QString image = Dir("drop/" + names[0]), base = mLayout->Path("firmwares/" + names[1].chopped(4));
@@ -177,6 +185,7 @@ private slots:
         QCOMPARE(ReadFile(base + ".json").size(), manifest);
         QCOMPARE(QDir(base).entryList(QDir::Files | QDir::Hidden).size(), kSupport.size() + 1);
     }
+
     // Image names of a variant without flash.sh go into a generated script, and so into the command;
     // a name no script line can hold leaves none rather than one that writes part of the firmware.
     void generatedScriptNames() {
@@ -203,6 +212,7 @@ private slots:
             QCOMPARE(args.value(args.indexOf(v + name) - 1), "0x" + name.section("_0x", 1, 1).section('.', 0, 0));
         NothingElseRan();
     }
+
     // The tool found at start-up fronts the command; the tool popup and typing leave it so, each
     // rebuilding the command; the dialog's answer replaces it, and its cancel leaves none.
     void toolChoice() {
@@ -239,6 +249,7 @@ private slots:
         QCOMPARE(w->EspToolEF.Text(), QString());
         QCOMPARE(w->InstallEF.Text(), kPortArgs.trimmed());
     }
+
     // Every neighbour of the list rebuilds the command. Files go to the first free row; Delete keeps
     // the last row, free; a settings file's names beside it replace the rows, fields as they stand.
     void uploadList() {

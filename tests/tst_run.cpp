@@ -27,6 +27,7 @@ private slots:
         w->Show();
         mDone = std::make_unique<QSignalSpy>(&w->esptool, &Shell::Completed);
     }
+
     void cleanup() {
         DisposeWindow();
         mSeams.reset();
@@ -70,6 +71,7 @@ private slots:
         for (const char* first : {"/no/such/esptool", "--chip", "-c", "--", "-", "+x"})
             QTest::newRow(first) << QString(first) + " 'echo smuggled'" << QString(first) + ": not found";
     }
+
     void commands() {
         QFETCH(QString, command);
         QFETCH(QString, log);
@@ -93,6 +95,7 @@ private slots:
         QTest::newRow("closed, ticked, opened mid-run: the completion's toggle closes it")
             << false << true << "connect" << false;
     }
+
     // The tool needs the port to itself: the session closes for the run and comes back after it at
     // the monitor speed shown then, whatever the result. A second Start leaves run, log and session be.
     void sessionAcrossRun() {

@@ -24,12 +24,14 @@ class TstScan : public QObject {
     static QByteArray Entry(const QByteArray& n) {
         return "[\n{\n\"name\": \"" + n + "\",\n\"commands\": [\n\"write_flash 0x0 " + n + "\"\n]\n}\n]\n";
     }
+
     static FirmRef Record(const QString& name, const QString& baud = {}, const QString& version = {}) {
         auto r = std::make_shared<FirmClass>();
         r->mName = name, r->mVersion = version, r->mBaud = baud, r->mFirmFolder = GetFolderItem("");
         r->mCommand << "--baud %baud " + name;
         return r;
     }
+
     // Every field of every record, or with `all` false the names only.
     static QStringList Describe(const QVector<FirmRef>& firm, bool all = false) {
         QStringList out;
@@ -40,12 +42,14 @@ class TstScan : public QObject {
                        .join('|');
         return out;
     }
+
     static QStringList Rows(const PopupMenu& popup) {
         QStringList out;
         for (int i = 0; i < popup.ListCount(); ++i)
             out << popup.List(i);
         return out;
     }
+
     static QStringList Listing(const QString& d) { return QDir(d).entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
     static bool Fifo(const QString& path) { return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0; }
     static int OpenFds() { return int(QDir("/proc/self/fd").entryList(QDir::System | QDir::NoDotAndDotDot).size()); }
@@ -97,6 +101,7 @@ private slots:
         QVERIFY(root.Child("e").CreateAsFolder() && QFile::link(Dir("e"), Dir("to-e")) && root.Child("to-e").Delete());
         QVERIFY(root.Child("e").Directory() && root.Child("e").Delete() && !root.Child("e").Exists());
     }
+
     // A path must reach a program as one intact word through a real shell.
     void shellPath() {
         QString script = "printf '%s|'", expected;
@@ -112,6 +117,7 @@ private slots:
         QVERIFY(sh.waitForFinished(30000));
         QCOMPARE(QString::fromUtf8(sh.readAllStandardOutput()), expected);
     }
+
     void streams() {
         QVERIFY(WriteFile(Dir("m.txt"), QByteArray("one\ntwo\rthree\r\n\n \tx \r\nh\xc3\xa9\xff\0z", 28)));
         auto in = TextInputStream::Open(FolderItem(Dir("m.txt")));
@@ -131,6 +137,7 @@ private slots:
         QVERIFY(ReadFile(path) == "old" && out->Close() && ReadFile(path) == "a\nb \xc3\xa9" && !out->Close());
         QVERIFY(!TextOutputStream::Create(FolderItem(Dir("."))) && !TextOutputStream::Create(FolderItem(path + "/in")));
     }
+
     void folderListing() {
         for (const QString name : {"b.json", "B.json", "a.json", "_x", "10", "9", ".dot", "..x", "ä.json", "Ω", "~"})
             QVERIFY(WriteFile(Dir(name), "x"));
@@ -162,6 +169,7 @@ private slots:
         QVERIFY(settled.Count() == root.Count() && listing.Refresh() && listing.Count() == root.Count());
         QVERIFY(QDir(mDir->path()).removeRecursively() && !listing.Refresh() && !listing.Refresh());
     }
+
     // The walk reads its entries its own way, to the same bytes and verdicts as ReadManifestBytes:
     // around the size of its first read, at the cap, through links, and for what is no file.
     void manifestBytes() {
@@ -191,6 +199,7 @@ private slots:
         QVERIFY(ReadManifestBytes(FolderItem(), &ok).isEmpty() && !ok);
         QCOMPARE(OpenFds(), fds); // every read closed what it opened
     }
+
     void checkJsonType() {
         // Only `"key": ` counts, letter case ignored; type 0 wins over type 1, which needs all three keys.
         const QString t1 = "\"description\": \"d\",\n\"repository\": \"r\",\n\"firmware_category\": \"c\",";
@@ -203,6 +212,7 @@ private slots:
             for (const QString& text : texts)
                 QVERIFY2(w->CheckJsonType(text) == type, qPrintable(text));
     }
+
     // Which single file the catalogue takes: a manifest by its name, an image only where images may come.
     void fileNames() {
         const QStringList manifests = {"m.json", "NOTES.JSON", "m.crvj", "m.CrVj"}, image = {"i.bin"};
@@ -222,6 +232,7 @@ private slots:
             }
         }
     }
+
     void startupWalk() {
         const QString root = App("firmwares");
         for (const QString f : {"a.json", "b/b1.json", "b/c/c.json", "b/z.json", "b2.crvj", ".h.json", ".h/h.json",
@@ -241,6 +252,7 @@ private slots:
         QVERIFY(!QFile::exists(root + "/image.json") && !QFile::exists(root + "/image"));
         QCOMPARE(mSeams->folderQuestions + mSeams->beeps + mSeams->messages.size() + w->SelectFiremTimer.Mode(), 0);
     }
+
     // Links back up the path are not followed; a link across to a sibling is. Nothing of one walk's
     // path is left behind to cut the next one short.
     void linkLoop() {
@@ -254,6 +266,7 @@ private slots:
         w->LoadFirmJsonFolder(FolderItem(root), false);
         QCOMPARE(Describe(w->mFirm), (QStringList{"A", "S", "-", "S", "-", "A", "-", "S", "-", "S"}));
     }
+
     // A name that is no UTF-8 can't be spelt as a path: such a file is read through its open folder,
     // such a folder is passed over.
     void oddNames() {
@@ -265,6 +278,7 @@ private slots:
         QProcess::execute("rm", {"-rf", mDir->path()}); // QDir can't remove what it can't name
         QCOMPARE(Describe(w->mFirm), (QStringList{"Z", "O"}));
     }
+
     // Without a firmware folder the question comes once the window is up. The folder chosen then, or
     // later with the button, is loaded each time it is chosen; a cancel changes nothing.
     void chosenFolder() {
@@ -288,6 +302,7 @@ private slots:
         w->firmfolderBtn.Push();
         QVERIFY(mSeams->folderQuestions == 3 && w->PrisetPM.ListIndex() == 1 && w->mFirmFolderX.Name() == "chosen");
     }
+
     void package() {
         for (const char* name : {"boot_app0.bin", "partitions.bin", ".hidden.bin", "notes.txt", "z.bin"})
             QVERIFY(WriteFile(App("tools/bin/") + name, name));
@@ -305,6 +320,7 @@ private slots:
         w->LoadFirmJsonFolder(FolderItem(Dir("drop")), true);
         QVERIFY(Listing(fw) == QStringList({"Photo", "Photo.json", "sample", "sample.json"}) && w->mFirm.size() == 2);
     }
+
     void demoCatalogue() {
         QVERIFY(QProcess::execute("cp", {"-r", CORVANE_DEMO_FIRMWARES, App("firmwares")}) == 0);
         EspWin* w = EspWin::Instance();
@@ -312,6 +328,7 @@ private slots:
                                                  "Example Multi Script (v1.0.0)", "Example Multi Generated (v1.0.0)"}));
         QVERIFY(w->PrisetPM.ListIndex() == 0 && w->InstallEF.Text().contains("verify_flash"));
     }
+
     void readOnce_data() {
         QTest::addColumn<QString>("manifest");
         QTest::addColumn<QByteArray>("bytes");
@@ -328,6 +345,7 @@ private slots:
         QTest::newRow("neither type") << type0 << QByteArray("{\n\"name\": \"x\"\n}\n") << 3;
         QTest::newRow("empty") << type1 << QByteArray() << 3;
     }
+
     // The walk reads a manifest's bytes once and hands that text to its reader; what it loads is
     // what typing the text and then letting the reader open the file gives, to the last field.
     void readOnce() {
@@ -352,6 +370,7 @@ private slots:
         QVERIFY(typed.size() == records && Describe(w->mFirm, true) == typed);
         QCOMPARE(Listing(Dir("example-multi/generated")).size(), 2); // a script made for the read is gone again
     }
+
     // Other events run during a long walk: it sees what came and what went meanwhile, and it stops
     // once its window is closed.
     void eventsDuringWalk() {
@@ -369,6 +388,7 @@ private slots:
         QPointer<EspWin> watched(w);
         QTRY_VERIFY_WITH_TIMEOUT(watched.isNull(), 30000); // gone once the event loop gets to it
     }
+
     // The rows, which one a rebuild selects, and the speed and command a selected row gives.
     void presetMenu() {
         EspWin* w = Quiet();

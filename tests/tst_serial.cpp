@@ -62,6 +62,7 @@ class TstSerial : public QObject {
         mClosedCaption = w->ConnectPB.Caption();
         mClosedBack = w->rEF.BackColor();
     }
+
     // The session as the window shows it: open on `device`, or closed when that is empty.
     void Expect(const QString& device) {
         const bool open = !device.isEmpty();
@@ -71,6 +72,7 @@ class TstSerial : public QObject {
         QCOMPARE(w->ConnectPB.Caption() == mClosedCaption, !open);
         QCOMPARE(w->rEF.BackColor() == mClosedBack, !open);
     }
+
     // What went to the board up to a marker sent after it: nothing else went out with the keys.
     QByteArray SentToBoard() {
         w->rEF_KeyDown("|");

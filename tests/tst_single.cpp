@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+
 using namespace TestSupport;
 namespace {
 constexpr int kBound = 60000; // generous: nothing here measures speed
@@ -20,10 +21,12 @@ void OtherUser(QProcess& perl, const QString& socket, bool listen) {
                  "print {IO::Socket::UNIX->new(Peer => $ARGV[0]) or die} qq(/tmp/not yours.json\\0\\0)";
     perl.start("perl", {"-MIO::Socket::UNIX", "-e", script, socket});
 }
+
 bool Mode(const QString& path, mode_t mode, bool other = false) {
     const QByteArray name = QFile::encodeName(path);
     return ::chmod(name.constData(), mode) == 0 && (!other || ::chown(name.constData(), 65534, 65534) == 0);
 }
+
 // A launch that finds a running Corvane hands over and ends at once; so does one on a quit signal.
 bool Ends(QProcess& process, int quitSignal = 0) {
     if (quitSignal)
@@ -31,6 +34,7 @@ bool Ends(QProcess& process, int quitSignal = 0) {
     return process.waitForFinished(kBound) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 } // namespace
+
 class TstSingle : public QObject {
     Q_OBJECT
     QTemporaryDir mRuntime; // private, as a runtime folder is
@@ -94,6 +98,7 @@ private slots:
                 SingleInstance(Socket()).HandOver({}));
         QTRY_COMPARE(received, paths + QStringList{QString()});
     }
+
     // The real program serves in a squatter's place, sending it nothing; later launches hand over and
     // end; a quit signal ends it and its socket; a socket left by a killed run is taken over.
     void realProcesses() {
@@ -139,5 +144,6 @@ private slots:
         QVERIFY(Ends(run[6]) && run[5].state() == QProcess::Running && Ends(run[5], SIGHUP));
     }
 };
+
 QTEST_GUILESS_MAIN(TstSingle)
 #include "tst_single.moc"

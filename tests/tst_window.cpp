@@ -10,6 +10,7 @@
 #include <QMenuBar>
 #include <QScrollBar>
 #include <QSignalSpy>
+
 using namespace TestSupport;
 class TstWindow : public QObject {
     Q_OBJECT
@@ -19,6 +20,7 @@ class TstWindow : public QObject {
         w->show(), w->activateWindow(), w->setFocus();
         return QTest::qWaitFor([w] { return w->hasFocus(); });
     }
+
 private slots:
     void cleanup() { DisposeWindow(), AppFolderLayout::Clear(); }
     // Locked edges keep their distance on resize, within the window's limits; buttons show captions.
@@ -42,6 +44,7 @@ private slots:
             }
         }
     }
+
     // Parked (wholly off the content) is never shown; a caption too wide shrinks, down to 8 pixels.
     void parkedAndLabels() {
         Window window;
@@ -64,6 +67,7 @@ private slots:
                     (px == 11 || QFontMetrics(font).horizontalAdvance(label.Text()) > room));
         }
     }
+
     // The flash tool beside the program (a name ending in "/" is a folder), else on PATH (tools/bin here).
     void toolSearch() {
         const QString res = "Corvane.app/Contents/Resources/";
@@ -93,6 +97,7 @@ private slots:
         }
         qputenv("PATH", path);
     }
+
     // One window; closed in a session it lets the port go; the next starts afresh and asks for firmwares.
     void oneWindow() {
         Pty board;
@@ -114,6 +119,7 @@ private slots:
         QVERIFY(second->BaudPM.Text() == speed && !second->AutoConnectCB.Value());
         QTRY_COMPARE_WITH_TIMEOUT(mSeams.folderQuestions, asked + 1, 30000);
     }
+
     // The window's bar shows what the menu bar holds; Ctrl+N brings the window, never a second one.
     void menus() {
         MenuBar& bar = MainMenuBar();
@@ -130,6 +136,7 @@ private slots:
         action->trigger();
         QVERIFY(EspWin::Existing() == w && w->mWindow.IsVisible());
     }
+
     // Edit commands act on the focused field, log or line; undo takes back only what the user typed.
     void editCommands() {
         const std::pair<QStringList, QString> rows[] = {{{"EditSelectAll", "EditClear"}, ""},
@@ -161,6 +168,7 @@ private slots:
             }
         }
     }
+
     // A popup never selects a row by itself and tells Change for a new row only, once it is in.
     void popup() {
         PopupMenu popup;
@@ -176,6 +184,7 @@ private slots:
         popup.DeleteAllRows(), popup.AddRow("again");
         QVERIFY(popup.ListCount() == 1 && popup.ListIndex() == -1 && change.count() == 1);
     }
+
     void textArea() {
         TextArea area(TextArea::Kind::Log);
         QSignalSpy change(&area, &TextArea::TextChange);
@@ -200,6 +209,7 @@ private slots:
         const auto* bar = static_cast<QAbstractScrollArea*>(area.Widget())->verticalScrollBar();
         QVERIFY(ten == 10 && area.ScrollPosition() > 200 && area.ScrollPosition() == bar->maximum());
     }
+
     // However the user edits a log, its lines and rows come out as if the text had come that way.
     void logEdits() {
         const QString text = "boot\r\n10 %\r20 %\r\nlong line of text\nlast";
@@ -221,5 +231,6 @@ private slots:
         }
     }
 };
+
 QTEST_MAIN(TstWindow)
 #include "tst_window.moc"

@@ -1,8 +1,0 @@
-#include <QTest>
-
-class Stub : public QObject {
-    Q_OBJECT
-};
-
-QTEST_MAIN(Stub)
-#include "tst_readers.moc"
