@@ -3,6 +3,7 @@
 
 #include "platform/SerialPort.h"
 
+#include <QImage>
 #include <QProcess>
 #include <QTableWidget>
 
@@ -248,6 +249,23 @@ private slots:
         w->SelectESPPB.Push();
         QCOMPARE(w->EspToolEF.Text(), QString());
         QCOMPARE(w->InstallEF.Text(), kPortArgs.trimmed());
+    }
+
+    // The upload list paints its rows in alternating backgrounds, so the eye can follow a row.
+    void uploadListRows() {
+        for (const char* name : {"x.bin", "y.bin"}) {
+            QVERIFY(WriteFile(Dir(name), "x"));
+            w->SetUploadFileToList(FolderItem(Dir(name)), "0x1000");
+        }
+        w->Show();
+        auto* table = static_cast<QTableWidget*>(w->ulb.Widget());
+        QVERIFY(table->rowCount() >= 2);
+        const QImage shot = table->viewport()->grab().toImage();
+        const auto background = [&](int row) {
+            return shot.pixelColor(table->visualItemRect(table->item(row, 1)).topLeft() + QPoint(2, 2));
+        };
+        QVERIFY(background(0) != background(1));
+        QVERIFY(background(0) != table->palette().color(QPalette::Base));
     }
 
     // Every neighbour of the list rebuilds the command. Files go to the first free row; Delete keeps
