@@ -54,9 +54,8 @@ bool Address(const QString& path, sockaddr_un& address) {
     return true;
 }
 
-// A socket that no program the tool starts inherits; a non-blocking one for the event loop.
-int Socket(bool nonBlocking) {
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+// A descriptor that no program the tool starts inherits; a non-blocking one for the event loop.
+int Prepared(int fd, bool nonBlocking) {
     if (fd >= 0) {
         ::fcntl(fd, F_SETFD, FD_CLOEXEC);
         if (nonBlocking)
@@ -67,6 +66,10 @@ int Socket(bool nonBlocking) {
 #endif
     }
     return fd;
+}
+
+int Socket(bool nonBlocking) {
+    return Prepared(::socket(AF_UNIX, SOCK_STREAM, 0), nonBlocking);
 }
 
 bool Interrupted() {
@@ -162,14 +165,12 @@ bool SingleInstance::Listen(std::function<void(const QString&)> open) {
 
 void SingleInstance::Accept() {
     for (;;) {
-        const int fd = ::accept(mListener, nullptr, nullptr);
+        const int fd = Prepared(::accept(mListener, nullptr, nullptr), true);
         if (fd < 0) {
             if (Interrupted())
                 continue;
             return;
         }
-        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-        ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
         auto arrival = std::make_shared<Arrival>(fd);
         if (!PeerIsUser(fd))
             continue;
