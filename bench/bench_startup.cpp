@@ -6,7 +6,7 @@
 // the worst round trip shows whether it answered while the catalogue filled in. RSS is read then.
 // Needs Xvfb on PATH; it starts its own server.
 // Run on a Release build: build/bench/bench_startup/bench_startup [rounds [program...]]; further
-// programs given are started in the same rounds, for comparison.
+// programs given are started in the same rounds with the demo catalogue beside them, for comparison.
 
 #include "BenchTrees.h"
 
@@ -345,13 +345,19 @@ std::string LoadAverage() {
     return f.open(QIODevice::ReadOnly) ? f.readAll().trimmed().toStdString() : std::string("?");
 }
 
-// A copy of the program in a folder of its own, with what its start-up finds beside it.
-std::string Lay(const std::string& work, const char* name) {
-    const QString dir = QString::fromStdString(work) + "/" + name;
+// A copy of a program in a folder of its own, with what its start-up finds beside it.
+std::string Lay(const std::string& work, const std::string& name, const QString& program = CORVANE_EXECUTABLE) {
+    const QString dir = QString::fromStdString(work + "/" + name);
     QDir().mkpath(dir);
-    QFile::copy(CORVANE_EXECUTABLE, dir + "/corvane");
-    QFile::setPermissions(dir + "/corvane", QFile::permissions(CORVANE_EXECUTABLE));
+    QFile::copy(program, dir + "/corvane");
+    QFile::setPermissions(dir + "/corvane", QFile::permissions(program));
     return (dir + "/corvane").toStdString();
+}
+
+std::string LayWithDemo(const std::string& work, const std::string& name, const QString& program) {
+    const std::string laid = Lay(work, name, program);
+    QProcess::execute("cp", {"-r", CORVANE_DEMO_FIRMWARES, QString::fromStdString(work + "/" + name + "/firmwares")});
+    return laid;
 }
 
 } // namespace
@@ -362,8 +368,7 @@ int main(int argc, char* argv[]) {
     if (work.empty())
         return 1;
 
-    const std::string demo = Lay(work, "demo");
-    QProcess::execute("cp", {"-r", CORVANE_DEMO_FIRMWARES, QString::fromStdString(work) + "/demo/firmwares"});
+    const std::string demo = LayWithDemo(work, "demo", CORVANE_EXECUTABLE);
     const std::string big = Lay(work, "big");
     if (!BenchTrees::WriteType0Tree(QString::fromStdString(work) + "/big/firmwares", 1000, 10))
         return 1;
@@ -384,7 +389,7 @@ int main(int argc, char* argv[]) {
                                {"Corvane, demo catalogue", demo, {}},
                                {"Corvane, 10,000 type 0 manifests", big, {}}};
     for (int i = 2; i < argc; ++i)
-        kinds.push_back({argv[i], argv[i], {}});
+        kinds.push_back({argv[i], LayWithDemo(work, "extra" + std::to_string(i), argv[i]), {}});
     for (int round = 0; round < rounds; ++round)
         for (Kind& k : kinds)
             k.starts.push_back(RunOnce(x, k.program, work));
@@ -412,7 +417,7 @@ int main(int argc, char* argv[]) {
             basePaint = Median(paint);
             baseRss = Median(rss);
         }
-        std::printf("| %s | %.0f ms | %.0f ms | %.2fx | %.0f ms | %.2fx | %.0f ms | %.0f ms | %.1f MiB | %.2fx |%s\n",
+        std::printf("| %s | %.1f ms | %.1f ms | %.2fx | %.1f ms | %.2fx | %.0f ms | %.1f ms | %.1f MiB | %.2fx |%s\n",
                     k.name, Median(map), Worst(map), Median(map) / baseMap, Median(paint), Median(paint) / basePaint,
                     Median(settled), Worst(ping), Median(rss), Median(rss) / baseRss,
                     failed ? (" " + std::to_string(failed) + " never mapped").c_str() : "");
