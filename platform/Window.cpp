@@ -14,6 +14,7 @@
 #include <QtGui/qguiapplication_platform.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #if QT_CONFIG(xcb) && defined(CORVANE_XCB_FLUSH)
 #include <xcb/xcb.h>
@@ -188,14 +189,18 @@ void Window::Show() {
 }
 
 void Window::Flush() {
-    // Only the requests go out: running events here would run them inside the window's making.
+    // The requests go out and the server has done them when this returns, the map among them;
+    // no events run here, as they would run inside the window's making.
 #if QT_CONFIG(xcb) && defined(CORVANE_XCB_FLUSH)
     // Other platforms may answer for X11 too (offscreen does), without a connection of their own.
     if (QGuiApplication::platformName() != QLatin1String("xcb"))
         return;
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 && x11->connection())
-        xcb_flush(x11->connection());
+    xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
+    // A round trip, not a bare flush: flushed requests were left waiting until the controls were
+    // made, and the map with them.
+    if (connection)
+        std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
 #endif
 }
 
