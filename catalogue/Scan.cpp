@@ -103,11 +103,9 @@ void EspWin::WalkFirmFolder(const FolderItem& folder, bool allowBin, QVector<QPa
 void EspWin::LoadListedFile(FolderListing& listing, int i, bool allowBin) {
     // The walk has seen that the file is there and is no folder; its bytes are read once, and
     // the text that tells the type is the text the reader reads.
-    const FolderItem file = listing.Item(i);
-    const QString name = listing.Name(i);
-    if (!IsManifestName(name)) {
+    if (!IsManifestName(listing.Name(i))) {
         if (allowBin)
-            LoadFirmJsonFile(file, allowBin);
+            LoadFirmJsonFile(listing.Item(i), allowBin);
         return;
     }
     try {
@@ -115,7 +113,7 @@ void EspWin::LoadListedFile(FolderListing& listing, int i, bool allowBin) {
         const QByteArray bytes = listing.ReadEntry(i, &ok);
         if (!ok)
             return;
-        LoadFirmJsonText(file.Parent(), *TextInputStream::OfText(QString::fromUtf8(bytes)));
+        LoadFirmJsonText(listing.ItemsParent(), *TextInputStream::OfText(QString::fromUtf8(bytes)));
     } catch (...) {
     }
 }

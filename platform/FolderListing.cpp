@@ -96,6 +96,22 @@ bool FolderListing::List() {
     return true;
 }
 
+// The folder open again after Release, as long as it is still the folder that was listed.
+bool FolderListing::Reopen() {
+    if (!mOpen)
+        return false;
+    const int fd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || quint64(st.st_dev) != mDevice || quint64(st.st_ino) != mInode) {
+        ::close(fd);
+        return false;
+    }
+    mFd = fd;
+    return true;
+}
+
 bool FolderListing::Refresh() {
     if (!mOpen)
         return false;
@@ -115,6 +131,16 @@ FolderItem FolderListing::Item(int i) const {
     if (i < 1 || i > Count())
         return FolderItem();
     return FolderItem(mFolder.mPath + QLatin1Char('/') + mEntries[std::size_t(i - 1)].name);
+}
+
+FolderItem FolderListing::ItemsParent() const {
+    // A listed name holds no slash and is no dot name, so the parent does not depend on it: it
+    // is worked out once, from a stand-in name.
+    if (!mItemsParentKnown) {
+        mItemsParent = FolderItem(mFolder.mPath + QLatin1String("/-")).Parent();
+        mItemsParentKnown = true;
+    }
+    return mItemsParent;
 }
 
 bool FolderListing::Visible(int i) const {
@@ -160,7 +186,8 @@ QByteArray FolderListing::ReadEntry(int i, bool* ok) {
     *ok = false;
     if (i < 1 || i > Count())
         return QByteArray();
-    if (mFd < 0)
+    // A path spells only names that decode; the listed bytes reach every entry.
+    if (mFd < 0 && !Reopen())
         return ReadManifestBytes(Item(i), ok);
     // What the listing (or its one stat) found to be no regular file is not opened at all.
     if (KindOf(i) != Kind::File)

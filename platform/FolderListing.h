@@ -23,6 +23,8 @@ public:
     int Count() const { return int(mEntries.size()); }
     QString Name(int i) const;
     FolderItem Item(int i) const;
+    // Item(i).Parent(), the same for every entry.
+    FolderItem ItemsParent() const;
     // FolderItem::Visible of Item(i), told from the name where the name alone decides.
     bool Visible(int i) const;
     Kind KindOf(int i);
@@ -49,6 +51,7 @@ private:
         int kind; // -1 until asked
     };
     bool List();
+    bool Reopen();
 
     FolderItem mFolder;
     bool mOpen = false;
@@ -56,4 +59,6 @@ private:
     quint64 mDevice = 0, mInode = 0;
     long long mStamp = -1, mListedAt = -1;
     std::vector<Entry> mEntries;
+    mutable FolderItem mItemsParent;
+    mutable bool mItemsParentKnown = false;
 };

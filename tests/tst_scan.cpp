@@ -154,11 +154,18 @@ private slots:
             const FolderItem item = root.Item(i);
             const Kind kind = kinds.value(item.Name(), Kind::File);
             QVERIFY(listing.Name(i) == item.Name() && listing.Item(i) == item && listing.Visible(i) == item.Visible());
+            QVERIFY(listing.ItemsParent() == item.Parent());
             QVERIFY2(listing.KindOf(i) == kind && FolderListing::KindOf(item.NativePath(), DT_UNKNOWN) == kind &&
                          FolderListing::KindOf(item.NativePath(), DT_LNK) == kind,
                      qPrintable(item.Name()));
         }
         QVERIFY(listing.Name(0).isNull() && listing.Item(listing.Count() + 1).IsNil() && !listing.Visible(0));
+        // Reached by a path that is not clean, the parent is still the one each entry names.
+        for (const QString& path : {Dir("dir/../dir/.//"), Dir("to-dir"), QString("/"), QString("//")}) {
+            FolderListing other{FolderItem(path)};
+            QVERIFY(WriteFile(Dir("dir/x"), "x") && other.IsOpen() && other.Refresh() && other.Count() > 0);
+            QVERIFY2(other.ItemsParent() == other.Item(1).Parent(), qPrintable(path));
+        }
         QVERIFY(listing.KindOf(0) == Kind::Missing && FolderListing::KindOf(Dir("gone"), DT_UNKNOWN) == Kind::Missing);
         // A folder reached by a link is the same folder.
         QCOMPARE(FolderListing(root.Child("to-dir")).Id(), FolderListing(root.Child("dir")).Id());
@@ -267,16 +274,18 @@ private slots:
         QCOMPARE(Describe(w->mFirm), (QStringList{"A", "S", "-", "S", "-", "A", "-", "S", "-", "S"}));
     }
 
-    // A name that is no UTF-8 can't be spelt as a path: such a file is read through its open folder,
-    // such a folder is passed over.
+    // A name that is no UTF-8 can't be spelt as a path: such a file is read through its folder, also
+    // once the walk has been down a sub-folder; such a folder is passed over.
     void oddNames() {
         EspWin* w = Quiet();
         const QByteArray odd = QFile::encodeName(mDir->path()) + "/\xff\xfe", z = QFile::encodeName(Dir("z.json"));
         QVERIFY(WriteFile(Dir("z.json"), Entry("Z")) && WriteFile(Dir("o"), Entry("O")) && !::mkdir(odd + "d", 0700));
         QVERIFY(::rename(QFile::encodeName(Dir("o")), odd + ".json") == 0 && ::symlink(z, odd + "d/in.json") == 0);
+        // A settled folder is not listed again, and so not opened again, once it has been let go.
+        QVERIFY(WriteFile(Dir("a/a.json"), Entry("A")) && SetStamp(mDir->path(), "@1000"));
         w->LoadFirmJsonFolder(FolderItem(mDir->path()), false);
         QProcess::execute("rm", {"-rf", mDir->path()}); // QDir can't remove what it can't name
-        QCOMPARE(Describe(w->mFirm), (QStringList{"Z", "O"}));
+        QCOMPARE(Describe(w->mFirm), (QStringList{"A", "Z", "-", "O"}));
     }
 
     // Without a firmware folder the question comes once the window is up. The folder chosen then, or
