@@ -40,7 +40,8 @@ QString Catalogue::PresetRow(const FirmClass& record) {
     if (record.mVersion.isEmpty())
         return record.mName % QLatin1String(" ()");
     // "V1.2" and the generated "Ver..." already say what they are.
-    if (record.mVersion.startsWith(QLatin1Char('v'), Qt::CaseInsensitive))
+    const QChar first = record.mVersion.front();
+    if (first == QLatin1Char('v') || first == QLatin1Char('V'))
         return record.mName % QLatin1String(" (") % record.mVersion % QLatin1Char(')');
     return record.mName % QLatin1String(" (v") % record.mVersion % QLatin1Char(')');
 }

@@ -24,7 +24,20 @@ QStringView KeyView(QStringView line) {
 }
 
 bool IsKey(QStringView key, QLatin1String name) {
-    return key.compare(name, Qt::CaseInsensitive) == 0;
+    // Case folding maps one unit to one, so lengths must agree; plain ASCII letters are folded
+    // here, and anything else is left to Qt's folding, which some non-ASCII letters need.
+    if (key.size() != name.size())
+        return false;
+    for (qsizetype i = 0; i < key.size(); ++i) {
+        const char16_t a = key[i].unicode();
+        const char16_t b = name[i].unicode();
+        if (a >= 128 || b >= 128)
+            return key.compare(name, Qt::CaseInsensitive) == 0;
+        const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; };
+        if (lower(a) != lower(b))
+            return false;
+    }
+    return true;
 }
 
 QString RawValueOf(QStringView line) {

@@ -1,4 +1,5 @@
 #include "catalogue/Catalogue.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -6,9 +7,9 @@ namespace {
 // runs exactly for the `": ` behind it, and just the few characters in front are compared.
 bool HoldsKey(const QString& text, QLatin1String key) {
     const QStringView all(text);
-    const QLatin1String behind("\": ");
+    const QStringView behind(u"\": ");
     const qsizetype width = key.size() + 1;
-    for (qsizetype at = all.indexOf(behind, width); at >= 0; at = all.indexOf(behind, at + 1)) {
+    for (qsizetype at = IndexOfExact(all, behind, width); at >= 0; at = IndexOfExact(all, behind, at + 1)) {
         const QStringView name = all.mid(at - width, width);
         if (name.front() == QLatin1Char('"') && name.mid(1).compare(key, Qt::CaseInsensitive) == 0)
             return true;

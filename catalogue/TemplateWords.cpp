@@ -68,22 +68,22 @@ QString ScriptWord(const QString& text) {
 }
 
 QStringList ScriptFields(const QString& line) {
+    // Quotes stay in their field, so each field is a piece of the line as it stands.
     QStringList fields;
-    QString field;
+    qsizetype from = 0;
     QChar quote;
-    for (const QChar c : line) {
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        const QChar c = line.at(i);
         if (quote.isNull() && c == QLatin1Char(' ')) {
-            fields.append(field);
-            field.clear();
-            continue;
-        }
-        if (c == quote)
+            fields.append(line.mid(from, i - from));
+            from = i + 1;
+        } else if (c == quote) {
             quote = QChar();
-        else if (quote.isNull() && (c == QLatin1Char('\'') || c == QLatin1Char('"')))
+        } else if (quote.isNull() && (c == QLatin1Char('\'') || c == QLatin1Char('"'))) {
             quote = c;
-        field += c;
+        }
     }
-    fields.append(field);
+    fields.append(line.mid(from));
     return fields;
 }
 

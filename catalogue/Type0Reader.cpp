@@ -5,6 +5,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 namespace {
 
 // A key line or a closer with no record in hand ends the file; LoadFirmJsonFile drops it.
@@ -12,6 +14,28 @@ FirmClass& InHand(const FirmRef& record) {
     if (!record)
         throw NilObjectException();
     return *record;
+}
+
+// A command as the catalogue keeps it: `\"%PATH\"` (letter case aside) becomes %PATH, the other
+// double quotes go. One pass, written in place: the result is never longer than the command.
+QString KeptCommand(QStringView command) {
+    const QStringView quotedPath = u"\\\"%PATH\\\"";
+    const QStringView path = u"%PATH";
+    QString kept(command.size(), Qt::Uninitialized);
+    QChar* out = kept.data();
+    for (qsizetype i = 0; i < command.size();) {
+        const QChar c = command[i];
+        if (c == u'\\' && command.mid(i, quotedPath.size()).compare(quotedPath, Qt::CaseInsensitive) == 0) {
+            out = std::copy(path.begin(), path.end(), out);
+            i += quotedPath.size();
+            continue;
+        }
+        if (c != u'"')
+            *out++ = c;
+        ++i;
+    }
+    kept.truncate(out - kept.constData());
+    return kept;
 }
 
 } // namespace
@@ -62,19 +86,17 @@ void Catalogue::ReadType0(TextInputStream& stream, const FolderItem& folder, QVe
                 if (!keepGoing())
                     return;
             }
-            // One split gives the same fields as NthField for every n, without going over the
-            // text again for each of them: a long line of many commands stays linear.
-            const QStringList commands = joined.split(QStringLiteral("\",\""));
-            for (const QString& command : commands) {
-                // Letters aside, a match holds these three characters as they stand: where they are
-                // missing, the letter-case-blind search over the whole command is spared.
-                QString entry = command.contains(QLatin1String("\\\"%"))
-                                    ? ReplaceAll(command, QStringLiteral("\\\"%PATH\\\""), QStringLiteral("%PATH"))
-                                    : command;
-                entry.remove(QLatin1Char('"'));
-                InHand(record).mCommand.append(entry);
+            // The commands are cut one after the other, in a single pass over the text: the
+            // same fields as NthField for every n, and a long line of many commands stays linear.
+            const QStringView all(joined), separator(u"\",\"");
+            for (qsizetype from = 0;;) {
+                const qsizetype at = IndexOfExact(all, separator, from);
+                InHand(record).mCommand.append(KeptCommand(all.mid(from, at < 0 ? -1 : at - from)));
                 if (!keepGoing())
                     return;
+                if (at < 0)
+                    break;
+                from = at + separator.size();
             }
         }
 

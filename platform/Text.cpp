@@ -1,5 +1,6 @@
 #include "platform/Text.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -48,17 +49,34 @@ QString NthField(const QString& s, const QString& sep, int n) {
     return FieldView(s, sep, n, CaseFor(sep)).toString();
 }
 
+qsizetype IndexOfExact(QStringView s, QStringView find, qsizetype from) {
+    if (find.isEmpty())
+        return from <= s.size() ? from : -1;
+    const QChar* text = s.data();
+    const QChar* rest = find.data() + 1;
+    const qsizetype restSize = find.size() - 1;
+    const QChar first = find.front();
+    for (qsizetype at = from, last = s.size() - find.size(); at <= last; ++at) {
+        if (text[at] == first && std::equal(rest, rest + restSize, text + at + 1))
+            return at;
+    }
+    return -1;
+}
+
 QStringView FieldView(QStringView s, QStringView sep, int n, Qt::CaseSensitivity cs) {
     if (n < 1 || sep.isEmpty())
         return QStringView();
+    const auto find = [&](qsizetype from) {
+        return cs == Qt::CaseSensitive ? IndexOfExact(s, sep, from) : s.indexOf(sep, from, cs);
+    };
     qsizetype from = 0;
     for (int field = 1; field < n; ++field) {
-        const qsizetype at = s.indexOf(sep, from, cs);
+        const qsizetype at = find(from);
         if (at < 0)
             return QStringView();
         from = at + sep.size();
     }
-    const qsizetype end = s.indexOf(sep, from, cs);
+    const qsizetype end = find(from);
     return end < 0 ? s.mid(from) : s.mid(from, end - from);
 }
 

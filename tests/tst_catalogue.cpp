@@ -111,6 +111,11 @@ kManifests[] = {
     {0, "three commands, an empty line inside", 0, "{\n'commands': [\n'a',\n\n'b',\n'c'\n]\n}", {"|||[ a][b][c ]|F"}},
     {0, "quoted path placeholder loses its quotes", 0, "{\n'commands': [\n'w 0x0 \\'%PATH\\'\\\\x.bin "
         "0x1 \\'%path\\'\\\\y.bin'\n]\n}", {"|||[ w 0x0 %PATH\\\\x.bin 0x1 %PATH\\\\y.bin ]|F"}},
+    {0, "placeholder quotes: one after the other, cut short, any letter case, at a cut", 0, "{\n'commands': [\n"
+        "'a\\'%PAT\\' b \\'%Path\\'\\'%pATH\\'c','d\\'%PATH',\\'%PATH\\'','e'\n]\n}",
+        {"|||[ a\\%PAT\\ b %PATH%PATHc][d\\%PATH,%PATH][e ]|F"}},
+    {0, "a key with a letter that folds to an ASCII one; keys that only look alike", 0, "{\n'name': 'A',\n"
+        "'N\xe2\x84\xaaME': 'x',\n'n\xc3\xa4me': 'y',\n'command\xc5\xbf': [\n'a'\n]\n}", {"A|||[ a ]|F"}},
     {0, "key line before the first opener stops", 0, "'name': 'x',\n{\n'name': 'A',\n}", {}, true},
     {0, "closer before the first opener stops", 1, "}\n{\n'name': 'A',\n}", {kPre}, true},
     {0, "a list before the first opener is read, then stops", 0, "'commands': [\n'a'\n]\n{\n'name': 'A',\n}", {}, true},
@@ -162,6 +167,8 @@ kManifests[] = {
         {"P A|||[" + kBootCommand + "]|F" + kNone, "P B||deep\\\\er|[" + kBootCommand + "]|F" + kNone,
          "P C||/full|[" + kGeneratedCommand + "]|F" + kNone, "P D||full/../full||F" + kNone, "P E||missing||F" + kNone,
          "P F||file||F" + kNone, "P G||dir||F" + kNone, "P H||link||F" + kNone}},
+    {1, "a key with a letter that folds to an ASCII one", 0, "{\n'name': 'K',\n'\xe2\x84\xaa" "eywords': 'kw',\n"
+        "'firmware_category': {\n}\n}", {"K||||F|||||kw||"}},
     {1, "keys with no record open are lost", 0, "{\n'path': 'p',\n'default_baud': 1,\n'device': [\n'B'\n],\n"
         "'firmware_category': {\n}\n'path': 'q',\n'device': [\n'C'\n]\n}", {"||||F" + kNone}},
     {2, "flash.sh: worked example", 0, kGivenScript, {kGivenCommand}},
@@ -298,6 +305,18 @@ private slots:
         QCOMPARE(Snapshot(mDir->path()), files);
         QVERIFY(Read(Dir("minimal/flash.sh")) == kGivenScript + QByteArray("\n") &&
                 (m.type < 2 || Read(Dir("s/flash.sh")) == text));
+    }
+
+    // The readers' exact search finds what Qt's own search finds, from every start.
+    void indexOfExact() {
+        const QString texts[] = {
+            "", "\"", "\": ", "a\": b\": ", "\"\"\": x", "\",\"\",\"", "ab\"", "x\u00e9\": \U0001F600\": "};
+        const QString finds[] = {"", "\"", "\": ", "\",\"", "\"\"\":", "\U0001F600\""};
+        for (const QString& text : texts)
+            for (const QString& find : finds)
+                for (qsizetype from = 0; from <= text.size() + 1; ++from)
+                    QVERIFY2(IndexOfExact(text, find, from) == QStringView(text).indexOf(find, from),
+                             qPrintable(text + " / " + find + " / " + N(from)));
     }
 
     void stopsWhenAsked() {
