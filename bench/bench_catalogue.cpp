@@ -2,7 +2,8 @@
 // each) and 1,000 type 1 manifests (two variants, each with its flash.sh), loaded in-process by
 // LoadFirmJson through MakeFirmPrisetPM, against the floor of reading the same tree once: every
 // folder listed once and every manifest and flash.sh read once, with plain system calls (and, for
-// comparison, with QDirIterator and QFile). Then the preset popup opened with 30,000 rows.
+// comparison, with QDirIterator and QFile). Then the preset popup opened with 30,000 rows. A digest
+// of the loaded catalogue, its rows and selection lets two builds be compared.
 // Run on a Release build: QT_QPA_PLATFORM=offscreen build/bench/bench_catalogue/bench_catalogue [rounds]
 
 #include "BenchTrees.h"
@@ -12,6 +13,7 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QElapsedTimer>
@@ -140,6 +142,28 @@ qint64 ReadTreeQt(const QString& root) {
     return bytes;
 }
 
+// Every field of every record (folders taken from the root), the popup's rows, its selection and
+// the command, as one digest: two builds that load the same tree alike print the same.
+QByteArray CatalogueDigest(EspWin* w, const QString& root) {
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    const auto add = [&](const QString& s) { hash.addData(s.toUtf8().append('\0')); };
+    for (const FirmRef& r : w->mFirm) {
+        if (!r) {
+            add("nil");
+            continue;
+        }
+        for (const QString* field : {&r->mName, &r->mVersion, &r->mPath, &r->mBaud, &r->mDevice, &r->mFramework,
+                                     &r->mDescription, &r->mKeywords, &r->mAuthor, &r->mRepository})
+            add(*field);
+        add(r->mCommand.join(QChar(1)));
+        add(QDir(root).relativeFilePath(r->mFirmFolder.NativePath()) + QString::number(r->mType));
+    }
+    for (int i = 0; i < w->PrisetPM.ListCount(); ++i)
+        add(w->PrisetPM.List(i));
+    add(QString::number(w->PrisetPM.ListIndex()) + QString(w->InstallEF.Text()).replace(root, "<root>"));
+    return hash.result().toHex().left(16);
+}
+
 double OpenPopupMs(QComboBox* combo) {
     QElapsedTimer clock;
     clock.start();
@@ -193,6 +217,7 @@ int main(int argc, char* argv[]) {
                 kFolders * kPerFolder, kFolders, kType1, 2 * kType1, bytes);
     std::printf("records: %d, commands: %d, preset rows: %d, command: %s\n", int(w->mFirm.size()), commands,
                 w->PrisetPM.ListCount(), qPrintable(w->InstallEF.Text().left(60)));
+    std::printf("catalogue digest: %s\n", CatalogueDigest(w, root).constData());
     std::printf("| | wall, best | wall, median | ratio | CPU, median | ratio | of it system |\n"
                 "|---|---|---|---|---|---|---|\n");
     const std::pair<const char*, Figures> rows[] = {
