@@ -229,8 +229,8 @@ const struct { const char* name; QString got; QString want; } kTexts[] = {
         + ReplaceAll("%PATH\\\\a %path\\\\b", "%PATH\\\\", "/p/"), "a-bxc/abc-bc/a-b-c/abc//p/a /p/b"},
     {"ReplaceEach one pass", ReplaceEach("a%Xb%x", {{"", "z"}, {"%x", "1"}, {"b", "%x"}}), "a1%x1"},
     {"PresetRow", Catalogue::PresetRow(FirmClass{"-", "1"}) + "/" + Catalogue::PresetRow(FirmClass{"S"}) + "/"
-        + Catalogue::PresetRow(FirmClass{"S", "V1"}) + "/" + Catalogue::PresetRow(FirmClass{"S", "1.2"}),
-        "-/S ()/S (V1)/S (v1.2)"},
+        + Catalogue::PresetRow(FirmClass{"S", "V1"}) + "/" + Catalogue::PresetRow(FirmClass{"S", "v2"}) + "/"
+        + Catalogue::PresetRow(FirmClass{"S", "1.2"}), "-/S ()/S (V1)/S (v2)/S (v1.2)"},
     {"Mid", Mid("Hello", 2) + "/" + Mid("Hello", 0) + "/" + Mid("Hello", 5) + "/" + Mid("Hello", 6) + "/"
         + Mid("Hello", 2, 3) + "/" + Mid("Hello", 5, 1) + "/" + Mid("Hello", 2, 0) + Mid("Hello", 2, -1),
         "ello/Hello/o//ell/o/"},
