@@ -1,5 +1,6 @@
 // The catalogue's window-free units (text helpers, readers, flash.sh writer) over real files in a scratch folder.
 #include "catalogue/Catalogue.h"
+#include "catalogue/Cuts.h"
 #include "platform/Text.h"
 
 #include <QDir>
@@ -244,6 +245,8 @@ const struct { const char* name; QString got; QString want; } kTexts[] = {
     {"line endings", ReplaceLineEndings("a\nb\rc\r\nd\r", EndOfLine::Windows()) + ReplaceLineEndings("\r\n\r\n", "\n"),
         "a\r\nb\r\nc\r\nd\r\n\n\n"},
     {"ShellWord", ShellWord("a b'c\nd%/é"), "a\\ b\\'c'\n'd%/é"},
+    {"IsKey: letters A to Z fold, their neighbours don't", N(Cuts::IsKey(u"AZaz", QLatin1String("azAZ")))
+        + N(Cuts::IsKey(u"[@", QLatin1String("{`"))) + N(Cuts::IsKey(u"name", QLatin1String("names"))), "100"},
 };
 
 // clang-format on
