@@ -96,20 +96,10 @@ bool FolderListing::List() {
     return true;
 }
 
-// The folder open again after Release, as long as it is still the folder that was listed.
+// The folder open again after Release, found by its path as a read by the entry's path would.
 bool FolderListing::Reopen() {
-    if (!mOpen)
-        return false;
-    const int fd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    struct stat st {};
-    if (::fstat(fd, &st) != 0 || quint64(st.st_dev) != mDevice || quint64(st.st_ino) != mInode) {
-        ::close(fd);
-        return false;
-    }
-    mFd = fd;
-    return true;
+    mFd = ::open(QFile::encodeName(mFolder.mPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return mFd >= 0;
 }
 
 bool FolderListing::Refresh() {

@@ -30,8 +30,8 @@ public:
     Kind KindOf(int i);
     // Lists the folder again if it may have changed since it was listed; false if it is gone.
     bool Refresh();
-    // The bytes of manifest entry i, read as ReadManifestBytes reads them; while the listing
-    // holds its folder open, the entry is opened relative to it.
+    // The bytes of manifest entry i, read as ReadManifestBytes reads them. The entry is opened
+    // relative to its folder, opened again after Release, so the listed bytes of its name reach it.
     QByteArray ReadEntry(int i, bool* ok);
     // Lets go of the open folder, as before a walk goes down into a sub-folder.
     void Release();

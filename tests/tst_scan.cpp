@@ -278,14 +278,14 @@ private slots:
     // once the walk has been down a sub-folder; such a folder is passed over.
     void oddNames() {
         EspWin* w = Quiet();
-        const QByteArray odd = QFile::encodeName(mDir->path()) + "/\xff\xfe", z = QFile::encodeName(Dir("z.json"));
-        QVERIFY(WriteFile(Dir("z.json"), Entry("Z")) && WriteFile(Dir("o"), Entry("O")) && !::mkdir(odd + "d", 0700));
+        const QByteArray odd = QFile::encodeName(mDir->path()) + "/\xff\xfe", z = QFile::encodeName(Dir("0.json"));
+        QVERIFY(WriteFile(Dir("0.json"), Entry("Z")) && WriteFile(Dir("o"), Entry("O")) && !::mkdir(odd + "d", 0700));
         QVERIFY(::rename(QFile::encodeName(Dir("o")), odd + ".json") == 0 && ::symlink(z, odd + "d/in.json") == 0);
-        // A settled folder is not listed again, and so not opened again, once it has been let go.
+        // Right behind a sub-folder; and a settled folder is not simply listed again after it.
         QVERIFY(WriteFile(Dir("a/a.json"), Entry("A")) && SetStamp(mDir->path(), "@1000"));
         w->LoadFirmJsonFolder(FolderItem(mDir->path()), false);
         QProcess::execute("rm", {"-rf", mDir->path()}); // QDir can't remove what it can't name
-        QCOMPARE(Describe(w->mFirm), (QStringList{"A", "Z", "-", "O"}));
+        QCOMPARE(Describe(w->mFirm), (QStringList{"Z", "A", "-", "O"}));
     }
 
     // Without a firmware folder the question comes once the window is up. The folder chosen then, or
