@@ -18,6 +18,10 @@ using namespace FileSystemDetail;
 
 FolderListing::FolderListing(const FolderItem& folder) : mFolder(folder) {
     mOpen = !folder.IsNil() && List();
+    // A listed name holds no slash and is no dot name, so the parent does not depend on it: it
+    // is worked out once, from a stand-in name.
+    if (mOpen)
+        mItemsParent = FolderItem(mFolder.mPath + QLatin1String("/-")).Parent();
 }
 
 namespace {
@@ -121,16 +125,6 @@ FolderItem FolderListing::Item(int i) const {
     if (i < 1 || i > Count())
         return FolderItem();
     return FolderItem(mFolder.mPath + QLatin1Char('/') + mEntries[std::size_t(i - 1)].name);
-}
-
-FolderItem FolderListing::ItemsParent() const {
-    // A listed name holds no slash and is no dot name, so the parent does not depend on it: it
-    // is worked out once, from a stand-in name.
-    if (!mItemsParentKnown) {
-        mItemsParent = FolderItem(mFolder.mPath + QLatin1String("/-")).Parent();
-        mItemsParentKnown = true;
-    }
-    return mItemsParent;
 }
 
 bool FolderListing::Visible(int i) const {

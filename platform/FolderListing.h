@@ -24,7 +24,7 @@ public:
     QString Name(int i) const;
     FolderItem Item(int i) const;
     // Item(i).Parent(), the same for every entry.
-    FolderItem ItemsParent() const;
+    FolderItem ItemsParent() const { return mItemsParent; }
     // FolderItem::Visible of Item(i), told from the name where the name alone decides.
     bool Visible(int i) const;
     Kind KindOf(int i);
@@ -59,6 +59,5 @@ private:
     quint64 mDevice = 0, mInode = 0;
     long long mStamp = -1, mListedAt = -1;
     std::vector<Entry> mEntries;
-    mutable FolderItem mItemsParent;
-    mutable bool mItemsParentKnown = false;
+    FolderItem mItemsParent;
 };
